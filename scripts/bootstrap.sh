@@ -1,0 +1,26 @@
+#!/usr/bin/env bash
+# Installs the Debian packages the build needs, and only those that are missing.
+set -euo pipefail
+
+packages=(cmake ninja-build g++ make libgtest-dev libgmock-dev libbenchmark-dev python3)
+
+missing=()
+for package in "${packages[@]}"; do
+  if ! dpkg-query -W -f='${Status}' "${package}" 2>/dev/null | grep -q "install ok installed"; then
+    # A python3 from elsewhere on PATH serves the code generator just as well.
+    if [[ "${package}" == python3 ]] && command -v python3 >/dev/null 2>&1; then
+      continue
+    fi
+    missing+=("${package}")
+  fi
+done
+
+if ((${#missing[@]} > 0)); then
+  echo "bootstrap: installing ${missing[*]}" >&2
+  sudo=""
+  if [[ "$(id -u)" -ne 0 ]]; then
+    sudo="sudo"
+  fi
+  ${sudo} apt-get update -qq
+  DEBIAN_FRONTEND=noninteractive ${sudo} apt-get install -y -qq --no-install-recommends "${missing[@]}"
+fi
