@@ -1,0 +1,68 @@
+/// @file
+/// @brief The E2E check and decoding of one received signal group.
+#ifndef ZOL_E2E_CHECK_SIGNAL_GROUP_H
+#define ZOL_E2E_CHECK_SIGNAL_GROUP_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include "zol/afw/core/error_code.h"
+#include "zol/afw/core/signal_property_status.h"
+#include "zol/e2e/e2e_protection.h"
+#include "zol/e2e/signal_database.h"
+#include "zol/e2e/signal_group_context.h"
+#include "zol/pmr/polymorphic_allocator.h"
+
+namespace zol {
+namespace e2e {
+
+/// @brief Decoded values of one signal group, one 8-byte slot per `value_storage_start_index`.
+struct SignalStorageBuffer {
+  /// Number of slots the group needs (its `signal_values_storage_total_size` / 8).
+  std::size_t elements{0U};
+  /// The slots, from the default memory resource. Reserve `elements` before a check: the check then fills the
+  /// slots without reallocating.
+  zol::pmr::vector<SignalAdapter_SignalValue> data;
+};
+
+/// @brief Packs a check result: @p error in the low 32 bits, @p status in the high 32 bits.
+constexpr std::uint64_t PackCheckResult(zol::afw::core::ErrorCode error,
+                                        zol::afw::core::SignalPropertyStatusCode status) {
+  return (static_cast<std::uint64_t>(static_cast<std::uint32_t>(status)) << 32U) |
+         static_cast<std::uint64_t>(static_cast<std::uint32_t>(error));
+}
+
+/// @brief The ErrorCode half (low 32 bits) of a packed check result.
+constexpr zol::afw::core::ErrorCode CheckResultErrorCode(std::uint64_t result) {
+  return static_cast<zol::afw::core::ErrorCode>(static_cast<std::int32_t>(static_cast<std::uint32_t>(result)));
+}
+
+/// @brief The SignalPropertyStatusCode half (high 32 bits) of a packed check result.
+constexpr zol::afw::core::SignalPropertyStatusCode CheckResultStatusCode(std::uint64_t result) {
+  return static_cast<zol::afw::core::SignalPropertyStatusCode>(
+      static_cast<std::int32_t>(static_cast<std::uint32_t>(result >> 32U)));
+}
+
+/// @brief Checks the payload held in @p protection's payload buffer and decodes every signal of the group.
+///
+/// The check is profile 5 (E2eProtectionProfile5::Check with @p updated as "new data", over the whole payload
+/// buffer). Results, as (ErrorCode, SignalPropertyStatusCode):
+/// - OK or OKSOMELOST: (kSuccess, kE2eOk); NONEWDATA: (kSuccess, kE2eNoNewData);
+/// - ERROR: (kFailure, kE2eWrongCRC); REPEATED: (kFailure, kE2eRepeated);
+///   WRONGSEQUENCE: (kFailure, kE2eWrongSequence);
+/// - @p protection not a profile 5 protection: (kNotSupported, kNotAvailable), no check made;
+/// - @p context without a group record, or without signal records for a group that has signals:
+///   (kBadArgument, kNotAvailable), no check made, nothing decoded.
+///
+/// Decoding (DecodeSignal) runs whatever the check gave, also for kNotSupported: the slots always show what the
+/// payload buffer holds, and the caller decides from the result whether to trust them. `values.data` is first
+/// grown (zero-filled) to `values.elements` if smaller; a signal whose slot is `values.elements` or beyond is
+/// skipped. Throws only std::bad_alloc, and only when that growth must allocate.
+/// @return the pair, packed by PackCheckResult
+std::uint64_t CheckSignalGroup(const SignalGroupContext& context, SignalStorageBuffer& values, bool updated,
+                               E2eProtection& protection);
+
+}  // namespace e2e
+}  // namespace zol
+
+#endif  // ZOL_E2E_CHECK_SIGNAL_GROUP_H

@@ -1,0 +1,76 @@
+#include "zol/e2e/check_signal_group.h"
+
+#include "zol/e2e/signal_codec.h"
+
+namespace zol {
+namespace e2e {
+namespace {
+
+using zol::afw::core::ErrorCode;
+using zol::afw::core::SignalPropertyStatusCode;
+
+std::uint64_t MapProfile5Status(E2E_P05CheckStatusType status) {
+  switch (status) {
+    case E2E_P05STATUS_OK:
+      // The expected next frame: data is fresh and authentic.
+    case E2E_P05STATUS_OKSOMELOST:
+      // Frames were lost within the tolerated gap; the frame itself is fresh and authentic, so it is usable.
+      return PackCheckResult(ErrorCode::kSuccess, SignalPropertyStatusCode::kE2eOk);
+    case E2E_P05STATUS_NONEWDATA:
+      // Nothing arrived since the last read; not a fault, the reader keeps working with what it had.
+      return PackCheckResult(ErrorCode::kSuccess, SignalPropertyStatusCode::kE2eNoNewData);
+    case E2E_P05STATUS_ERROR:
+      // CRC or length wrong: the bytes are corrupted or belong to another group; must not be used.
+      return PackCheckResult(ErrorCode::kFailure, SignalPropertyStatusCode::kE2eWrongCRC);
+    case E2E_P05STATUS_REPEATED:
+      // The sender did not advance its counter: stale data presented as new (sender stuck or replay).
+      return PackCheckResult(ErrorCode::kFailure, SignalPropertyStatusCode::kE2eRepeated);
+    case E2E_P05STATUS_WRONGSEQUENCE:
+      // More frames lost than tolerated: continuity is broken and the data cannot be relied on.
+      return PackCheckResult(ErrorCode::kFailure, SignalPropertyStatusCode::kE2eWrongSequence);
+  }
+  // Not reachable with a real check result; an unknown status is treated as corruption.
+  return PackCheckResult(ErrorCode::kFailure, SignalPropertyStatusCode::kE2eWrongCRC);
+}
+
+void DecodeAll(const SignalGroupContext& context, SignalStorageBuffer& values, const E2eProtection& protection) {
+  const SignalAdapter_SignalGroup& group = *context.signal_group_;
+  for (std::uint16_t i = 0U; i < group.nbr_of_signals; ++i) {
+    const SignalAdapter_Signal& signal = context.signals_[i];
+    const std::size_t slot = signal.value_storage_start_index;
+    if (slot >= values.elements || slot >= values.data.size()) {
+      continue;  // a slot the caller did not provide for; writing it would corrupt memory or reallocate
+    }
+    values.data[slot] = DecodeSignal(group, signal, protection.payload_buffer(), protection.payload_buffer_length());
+  }
+}
+
+}  // namespace
+
+std::uint64_t CheckSignalGroup(const SignalGroupContext& context, SignalStorageBuffer& values, bool updated,
+                               E2eProtection& protection) {
+  if (values.data.size() < values.elements) {
+    // Within the caller's reservation this does not reallocate; it makes every slot readable, even the ones no
+    // signal writes.
+    values.data.resize(values.elements);
+  }
+
+  const SignalAdapter_SignalGroup* group = context.signal_group_;
+  if (group == nullptr || (context.signals_ == nullptr && group->nbr_of_signals > 0U)) {
+    return PackCheckResult(ErrorCode::kBadArgument, SignalPropertyStatusCode::kNotAvailable);
+  }
+
+  std::uint64_t result = PackCheckResult(ErrorCode::kNotSupported, SignalPropertyStatusCode::kNotAvailable);
+  // The profile field alone is not enough: only the profile 5 class carries the state the check needs.
+  auto* profile5 = dynamic_cast<E2eProtectionProfile5*>(&protection);
+  if (protection.profile() == SIGNAL_DB_E2E_PROFILE_05 && profile5 != nullptr) {
+    result =
+        MapProfile5Status(profile5->Check(updated, protection.payload_buffer(), protection.payload_buffer_length()));
+  }
+
+  DecodeAll(context, values, protection);
+  return result;
+}
+
+}  // namespace e2e
+}  // namespace zol
