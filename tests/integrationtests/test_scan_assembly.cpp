@@ -10,6 +10,7 @@
 
 #include "frontsideradarlefthal_types.h"
 #include "initialfrontsideradarlefthal_signal_groups.h"
+#include "detection_group_records.h"
 #include "radarScanDataManager.h"
 #include "zol/mono_clock.h"
 
@@ -29,18 +30,7 @@ using radar_service::SensorBlockage;
 constexpr std::size_t kGroupCount = 40U;
 constexpr std::size_t kDetectionsPerGroup = 5U;
 
-// One detection as the sensor sends it.
-struct SensorDetection {
-  double range;
-  double range_rate;
-  double azimuth;
-  double elevation;
-  double rcs;
-  double snr;
-  std::uint8_t quality;
-  std::uint8_t dyn_pr_pty;
-  std::uint8_t mode;
-};
+using fsrl_test::SensorDetection;
 
 // Everything the sensor sends about one scan.
 struct SensorScan {
@@ -83,90 +73,14 @@ SensorScan MakeSensorScan(std::uint8_t scan_id, std::uint64_t mid_range_time_sta
   return scan;
 }
 
-// Writes detection n of the group's record from the sensor scan, by the fields' own names.
-#define FSRL_TEST_SET_DETECTION(first_no, last_no, first_detection, n)                                   \
-  {                                                                                                      \
-    const SensorDetection& value = scan.detections[(first_detection) + (n)];                             \
-    record.rsds4detn##first_no##to##last_no##range##n = value.range;                                     \
-    record.rsds4detn##first_no##to##last_no##rng_rt##n = value.range_rate;                               \
-    record.rsds4detn##first_no##to##last_no##azi_ang##n = value.azimuth;                                 \
-    record.rsds4detn##first_no##to##last_no##ele_ang##n = value.elevation;                               \
-    record.rsds4detn##first_no##to##last_no##rcs##n = value.rcs;                                         \
-    record.rsds4detn##first_no##to##last_no##snr##n = value.snr;                                         \
-    record.rsds4detn##first_no##to##last_no##quality##n =                                                \
-        static_cast<decltype(record.rsds4detn##first_no##to##last_no##quality##n)>(value.quality);       \
-    record.rsds4detn##first_no##to##last_no##dyn_pr_pty##n =                                             \
-        static_cast<decltype(record.rsds4detn##first_no##to##last_no##dyn_pr_pty##n)>(value.dyn_pr_pty); \
-    record.rsds4detn##first_no##to##last_no##mode##n =                                                   \
-        static_cast<decltype(record.rsds4detn##first_no##to##last_no##mode##n)>(value.mode);             \
-  }
-
 // Builds the group's record of the scan and translates it.
-#define FSRL_TEST_TRANSLATE_GROUP(first_no, last_no, first_detection)  \
-  [](RadarScanDataManager& manager, const SensorScan& scan) {          \
-    types::RSDS4Detn##first_no##To##last_no record{};                  \
-    record.rsds4detn##first_no##to##last_no##scan_id = scan.scan_id;   \
-    record.rsds4detn##first_no##to##last_no##counter = 9U;             \
-    record.rsds4detn##first_no##to##last_no##crc = 0xABCDU;            \
-    FSRL_TEST_SET_DETECTION(first_no, last_no, first_detection, 0)     \
-    FSRL_TEST_SET_DETECTION(first_no, last_no, first_detection, 1)     \
-    FSRL_TEST_SET_DETECTION(first_no, last_no, first_detection, 2)     \
-    FSRL_TEST_SET_DETECTION(first_no, last_no, first_detection, 3)     \
-    FSRL_TEST_SET_DETECTION(first_no, last_no, first_detection, 4)     \
-    manager.TranslateAndStoreDetection##first_no##To##last_no(record); \
-  },
-
-using TranslateGroup = void (*)(RadarScanDataManager& manager, const SensorScan& scan);
-
-// The detection groups in ascending order, as the input cycle translates them: X(first detection of the name, last
-// detection of the name, first detection number).
-#define FSRL_TEST_DETECTION_GROUPS(X) \
-  X(000, 004, 0)                      \
-  X(005, 009, 5)                      \
-  X(010, 014, 10)                     \
-  X(015, 019, 15)                     \
-  X(020, 024, 20)                     \
-  X(025, 029, 25)                     \
-  X(030, 034, 30)                     \
-  X(035, 039, 35)                     \
-  X(040, 044, 40)                     \
-  X(045, 049, 45)                     \
-  X(050, 054, 50)                     \
-  X(055, 059, 55)                     \
-  X(060, 064, 60)                     \
-  X(065, 069, 65)                     \
-  X(070, 074, 70)                     \
-  X(075, 079, 75)                     \
-  X(080, 084, 80)                     \
-  X(085, 089, 85)                     \
-  X(090, 094, 90)                     \
-  X(095, 099, 95)                     \
-  X(100, 104, 100)                    \
-  X(105, 109, 105)                    \
-  X(110, 114, 110)                    \
-  X(115, 119, 115)                    \
-  X(120, 124, 120)                    \
-  X(125, 129, 125)                    \
-  X(130, 134, 130)                    \
-  X(135, 139, 135)                    \
-  X(140, 144, 140)                    \
-  X(145, 149, 145)                    \
-  X(150, 154, 150)                    \
-  X(155, 159, 155)                    \
-  X(160, 164, 160)                    \
-  X(165, 169, 165)                    \
-  X(170, 174, 170)                    \
-  X(175, 179, 175)                    \
-  X(180, 184, 180)                    \
-  X(185, 189, 185)                    \
-  X(190, 194, 190)                    \
-  X(195, 199, 195)
-
-const std::array<TranslateGroup, kGroupCount> kTranslateGroup{{FSRL_TEST_DETECTION_GROUPS(FSRL_TEST_TRANSLATE_GROUP)}};
-
-#undef FSRL_TEST_DETECTION_GROUPS
-#undef FSRL_TEST_TRANSLATE_GROUP
-#undef FSRL_TEST_SET_DETECTION
+void TranslateGroup(RadarScanDataManager& manager, const SensorScan& scan, std::size_t group) {
+  fsrl_test::GroupDetections values{};
+  for (std::size_t n = 0U; n < kDetectionsPerGroup; ++n) {
+    values[n] = scan.detections[group * kDetectionsPerGroup + n];
+  }
+  fsrl_test::kDetectionGroups[group].translate(manager, scan.scan_id, values, 9U, 0xABCDU);
+}
 
 types::RSDS4SigSts1 StatusMessage1(const SensorScan& scan) {
   types::RSDS4SigSts1 message{};
@@ -283,7 +197,7 @@ class ScanAssemblyTest : public ::testing::Test {
     manager_->TranslateAndStoreStatus(StatusMessage2(scan));
     for (std::size_t group = 0U; group < kGroupCount; ++group) {
       if (group != missing_group) {
-        kTranslateGroup[group](*manager_, scan);
+        TranslateGroup(*manager_, scan, group);
       }
     }
   }

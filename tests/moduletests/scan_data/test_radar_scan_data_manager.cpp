@@ -1,4 +1,5 @@
 #include "radarScanDataManager.h"
+#include "radar_scan_data_manager_test_access.h"
 
 #include <chrono>
 #include <cstddef>
@@ -12,21 +13,6 @@
 #include "frontsideradarlefthal_types.h"
 #include "zol/log/logging.h"
 #include "zol/mono_clock.h"
-
-// Reaches the manager's slots, so that scans can be assembled without the generated signal-group records.
-class RadarScanDataManagerTestAccess {
- public:
-  static RadarDetectionData& DetectionSlot(RadarScanDataManager& manager, std::size_t scan_id) {
-    return manager.m_radarDetectionData.at(scan_id);
-  }
-  static RadarStatusData& StatusSlot(RadarScanDataManager& manager, std::size_t scan_id) {
-    return manager.m_radarStatusData.at(scan_id);
-  }
-  static bool HasExistingDataExpired(const RadarScanDataManager& manager, zol::MonoClock::time_point point) {
-    return manager.HasExistingDataExpired(point);
-  }
-  static const LoggingWrapper& Log(const RadarScanDataManager& manager) { return manager.m_log_context; }
-};
 
 namespace {
 

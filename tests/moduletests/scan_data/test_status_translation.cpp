@@ -13,23 +13,8 @@
 #include "initialfrontsideradarlefthal_detection_groups.h"
 #include "initialfrontsideradarlefthal_signal_groups.h"
 #include "radarScanDataManager.h"
+#include "radar_scan_data_manager_test_access.h"
 #include "zol/mono_clock.h"
-
-// Reaches the manager's slots where the published scan cannot show an effect. The module tests of the manager are
-// linked into the same executable and define this class too: the two definitions must stay token for token alike.
-class RadarScanDataManagerTestAccess {
- public:
-  static RadarDetectionData& DetectionSlot(RadarScanDataManager& manager, std::size_t scan_id) {
-    return manager.m_radarDetectionData.at(scan_id);
-  }
-  static RadarStatusData& StatusSlot(RadarScanDataManager& manager, std::size_t scan_id) {
-    return manager.m_radarStatusData.at(scan_id);
-  }
-  static bool HasExistingDataExpired(const RadarScanDataManager& manager, zol::MonoClock::time_point point) {
-    return manager.HasExistingDataExpired(point);
-  }
-  static const LoggingWrapper& Log(const RadarScanDataManager& manager) { return manager.m_log_context; }
-};
 
 namespace {
 
