@@ -1,0 +1,219 @@
+/// @file
+/// @brief Device activation: components ask for devices to be active, and learn which devices are requested
+/// active and which devices report errors.
+///
+/// A component holds a DeviceActivator (the client). The process-wide DeviceActivationService behind all clients
+/// keeps the requests, the known devices and their errors; the system integrator, tools and tests configure and
+/// drive it.
+#ifndef DEVICE_ACTIVATOR_DEVICE_ACTIVATOR_H
+#define DEVICE_ACTIVATOR_DEVICE_ACTIVATOR_H
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <set>
+#include <utility>
+
+#include "zol/afw/core/contextual_object.h"
+#include "zol/afw/core/error_code.h"
+#include "zol/afw/core/notifier.h"
+#include "zol/afw/core/status_or.h"
+#include "zol/memory/static_function.h"
+#include "zol/mono_clock.h"
+#include "zol/pmr/polymorphic_allocator.h"
+#include "zol/string_view.h"
+
+namespace device_activator {
+
+/// @brief Longest device name the service knows; longer names are never a known device.
+constexpr std::size_t kMaxDeviceNameLength = 64;
+
+/// @brief An error a device reports.
+enum class DeviceErrorCode : std::int32_t {
+  kAliveTimeoutExceeded = 0,  ///< nothing arrived from the device for longer than its alive timeout
+  kSecOCFailure = 1,          ///< secure onboard communication failed
+};
+
+/// @brief A device's name, at most kMaxDeviceNameLength characters.
+using DeviceName = zol::pmr::string;
+/// @brief Requested state per device: true while any component requests the device active.
+using DeviceStates = std::map<DeviceName, bool, std::less<DeviceName>,
+                              zol::pmr::polymorphic_allocator<std::pair<const DeviceName, bool>>>;
+/// @brief The errors one device reports.
+using DeviceErrorSet =
+    std::set<DeviceErrorCode, std::less<DeviceErrorCode>, zol::pmr::polymorphic_allocator<DeviceErrorCode>>;
+/// @brief Current errors per device (an empty set for a device without errors).
+using DeviceErrors = std::map<DeviceName, DeviceErrorSet, std::less<DeviceName>,
+                              zol::pmr::polymorphic_allocator<std::pair<const DeviceName, DeviceErrorSet>>>;
+
+namespace detail {
+class ClientState;
+}  // namespace detail
+
+/// @brief A component's connection to the device activation service.
+///
+/// Requests are held per requesting component, identified by the qualified name of the parent given to Create:
+/// a device is requested active while any component requests it, and a component that requests a device twice
+/// counts once. Requests outlive the client: destroying it cancels nothing.
+///
+/// One client is used from one thread, like the component holding it; any number of clients on any threads may
+/// use the service at once. Subscriber callbacks run synchronously on the thread that made the change (a
+/// request, or DeviceActivationService::NotifySubscribers), never while the service is locked, so a callback may
+/// call the service again; what such a call changes is notified after the callback has returned.
+///
+/// @code
+///   auto created = device_activator::DeviceActivator::Create(this);
+///   if (created.ok()) {
+///     device_activator::DeviceActivator client = std::move(created).value();
+///     if (client.Init() == zol::afw::core::ErrorCode::kSuccess) {
+///       client.RequestDeviceActive(device_activator::DeviceName("FSRL"));
+///     }
+///   }
+/// @endcode
+class DeviceActivator {
+ public:
+  /// @brief A client without connection: every operation fails with kNotAvailable and reaches no service.
+  DeviceActivator();
+  /// @brief A client for the component @p parent (its qualified_name(); "" for null), not yet initialised.
+  ///
+  /// Fails only when a failure is injected (DeviceActivationService::InjectFailure).
+  static zol::afw::core::StatusOr<DeviceActivator> Create(const zol::afw::core::ContextualObject* parent);
+
+  /// @brief Takes over @p other's connection; @p other is left like a client from the default constructor.
+  DeviceActivator(DeviceActivator&& other) noexcept;
+  /// @brief Disconnects the client held so far (its subscriptions end), then takes over @p other's.
+  DeviceActivator& operator=(DeviceActivator&& other) noexcept;
+  DeviceActivator(const DeviceActivator&) = delete;
+  DeviceActivator& operator=(const DeviceActivator&) = delete;
+  /// @brief Disconnects: the subscriptions end; the component's requests stay in force.
+  ~DeviceActivator();
+
+  /// @brief Connects to the service. Until then every other operation fails with kBadState.
+  /// @return kSuccess, also when already connected; kNotAvailable for a client from the default constructor;
+  /// an injected code.
+  zol::afw::core::ErrorCode Init();
+
+  /// @brief Requests @p device active on behalf of this client's component.
+  /// @return kSuccess (also when the component requests it already); kNotFound for an unknown device.
+  zol::afw::core::ErrorCode RequestDeviceActive(const DeviceName& device);
+  /// @brief Withdraws this component's request for @p device.
+  /// @return kSuccess, also when the component did not request it; kNotFound for an unknown device.
+  zol::afw::core::ErrorCode CancelDeviceActiveRequest(const DeviceName& device);
+
+  /// @brief Every device known to the service: true while any component requests it.
+  zol::afw::core::StatusOr<DeviceStates> GetRequestedDeviceStates() const;
+  /// @brief Every device known to the service with its current errors (an empty set when it has none).
+  zol::afw::core::StatusOr<DeviceErrors> GetRequestedDeviceErrors() const;
+  /// @brief True when every device this client requested (and did not cancel) is requested active; true for none.
+  ///
+  /// False once another client of the same component cancels the request, or the device is removed.
+  zol::afw::core::StatusOr<bool> GetRequestedDevicesAreActive() const;
+  /// @brief True when no device this client requested (and did not cancel) reports an error; true for none.
+  zol::afw::core::StatusOr<bool> GetRequestedDevicesAreOk() const;
+
+  /// @name Subscriptions
+  /// Each callback runs when the service finds that the value changed since its previous evaluation for this
+  /// client. Evaluations happen after a request that changed the requests, and on
+  /// DeviceActivationService::NotifySubscribers(); the first one is made by Init. A client from the default
+  /// constructor gives an inactive Subscription; a created client accepts subscribers before Init.
+  /// @{
+  zol::afw::core::Subscription SubscribeToRequestedDeviceStates(zol::memory::StaticFunction<void(), 16> callback);
+  zol::afw::core::Subscription SubscribeToRequestedDeviceErrors(zol::memory::StaticFunction<void(), 16> callback);
+  zol::afw::core::Subscription SubscribeToRequestedDevicesAreActive(zol::memory::StaticFunction<void(), 16> callback);
+  zol::afw::core::Subscription SubscribeToRequestedDevicesAreOk(zol::memory::StaticFunction<void(), 16> callback);
+  /// @}
+
+ private:
+  explicit DeviceActivator(std::shared_ptr<detail::ClientState> state);
+  void Disconnect() noexcept;
+
+  // Shared with the service's list of connected clients and with subscriptions, so that a notification in
+  // flight on another thread, or a subscription handle, never outlives what it points at.
+  std::shared_ptr<detail::ClientState> state_;
+};
+
+/// @brief The process-wide service behind all clients. Thread-safe.
+///
+/// Knows a set of devices (by default only "FSRL"), the requests per component, and errors per device: errors
+/// raised by tools and tests, and for "FSRL" the alive supervision. "FSRL" reports kAliveTimeoutExceeded
+/// exactly while MonoClock::now() minus the later of the signal communication service's started_at() and its
+/// last_arrival() is greater than the alive timeout. The supervision has no thread of its own: it is evaluated
+/// whenever errors are asked for.
+///
+/// The maps and strings handed to clients come from the default memory resource current at the call; the
+/// service keeps its own bookkeeping on the global heap, so that it never holds memory of a resource that a
+/// test installed for a while.
+class DeviceActivationService {
+ public:
+  /// @brief The operations of the clients, for call counting and failure injection.
+  enum class Operation {
+    kCreate,
+    kInit,
+    kRequestDeviceActive,
+    kCancelDeviceActiveRequest,
+    kGetRequestedDeviceStates,
+    kGetRequestedDeviceErrors,
+    kGetRequestedDevicesAreActive,
+    kGetRequestedDevicesAreOk,
+  };
+
+  /// @brief The one service of the process.
+  static DeviceActivationService& Instance();
+
+  DeviceActivationService(const DeviceActivationService&) = delete;
+  DeviceActivationService(DeviceActivationService&&) = delete;
+  DeviceActivationService& operator=(const DeviceActivationService&) = delete;
+  DeviceActivationService& operator=(DeviceActivationService&&) = delete;
+
+  /// @brief Back to the defaults: one device "FSRL", alive timeout 200 ms, no requests, no raised errors, no
+  /// injections, call counts zero.
+  ///
+  /// Connected clients stay connected and forget what they requested; nobody is notified (the next evaluation
+  /// reports what changed). The signal communication service is not touched (its start time is
+  /// what an idle "FSRL" is measured from).
+  void Reset();
+
+  /// @brief Adds the device @p name. A known name changes nothing; an empty name or one longer than
+  /// kMaxDeviceNameLength is ignored (and logged).
+  void DefineDevice(zol::string_view name);
+  /// @brief Forgets the device @p name together with its requests and raised errors; unknown names are ignored.
+  void RemoveDevice(zol::string_view name);
+  /// @brief The alive timeout of "FSRL" (default 200 ms).
+  void SetAliveTimeout(zol::MonoClock::duration timeout);
+
+  /// @brief Makes @p device report @p code until ClearError; an unknown device is ignored (and logged).
+  ///
+  /// Raised errors add to the alive supervision's: clearing a raised kAliveTimeoutExceeded of "FSRL" leaves the
+  /// supervision's own verdict in place.
+  void RaiseError(zol::string_view device, DeviceErrorCode code);
+  /// @brief Withdraws an error raised with RaiseError.
+  void ClearError(zol::string_view device, DeviceErrorCode code);
+
+  /// @brief Makes the @p nth_call-th call of @p op (1-based, counted from now, over all clients) return
+  /// @p code without doing anything.
+  ///
+  /// Each injection fires once; several may wait for the same operation. An @p nth_call of 0 or a @p code that
+  /// is not negative is ignored (and logged). Calls on clients from the default constructor do not reach the
+  /// service and are not counted.
+  void InjectFailure(Operation op, std::size_t nth_call, zol::afw::core::ErrorCode code);
+  /// @brief Drops every injection that has not fired yet.
+  void ClearInjections();
+  /// @brief How often @p op reached the service since the last Reset, failed and injected calls included.
+  std::size_t CallCount(Operation op) const;
+  /// @brief The number of components currently requesting @p device (0 for an unknown device).
+  std::size_t RequestCount(zol::string_view device) const;
+
+  /// @brief Evaluates every value for every connected client and notifies the subscribers of the values that
+  /// changed since their previous evaluation. Requests that change something do the same.
+  void NotifySubscribers();
+
+ private:
+  DeviceActivationService() = default;
+  ~DeviceActivationService() = default;
+};
+
+}  // namespace device_activator
+
+#endif  // DEVICE_ACTIVATOR_DEVICE_ACTIVATOR_H
