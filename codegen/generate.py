@@ -1145,15 +1145,801 @@ struct DetectionGroupTraits<types::%s> : DetectionGroupNumbering<%dU, %dU> {
     return "".join(out)
 
 
+# --------------------------------------------------------------------------
+# The signal adapter
+
+ADAPTER_CLIENT_NAME = "InitialFrontSideRadarLeftHal"
+
+
+def e2e_stem(group):
+    """Stem of a group's E2E members and its property name: the group name in
+    lower case, without the underscores of the accessor stem (rsds4sigsts1)."""
+    return group.name.lower()
+
+
+def x_macro(define, entries):
+    """A #define of one X(...) entry per line, the backslashes aligned."""
+    width = max([len(e) for e in entries] + [len(define) - 2])
+    lines = [define.ljust(width + 2) + " \\\n"]
+    for i, entry in enumerate(entries):
+        lines.append("  " + (entry.ljust(width) + " \\\n" if i + 1 < len(entries) else entry + "\n"))
+    return "".join(lines)
+
+
+def property_type(group):
+    return "zol::e2e::E2ESignalGroupProperty<types::%s>" % group.name
+
+
+def render_adapter_header(cat):
+    out = [banner(), """
+/// @file
+/// @brief The signal adapter: each received signal group of the radar as a
+///        named, typed, E2E-protected property of the property framework.
+///
+/// One adapter is the radar's client at the signal communication service. It
+/// reads every group through one group cache, checks it with E2E profile 5,
+/// decodes it into the group's typed record and tells the subscribers of a
+/// property when the service reports new data for its group.
+#ifndef INITIALFRONTSIDERADARLEFTHAL_SIGNAL_ADAPTER_H
+#define INITIALFRONTSIDERADARLEFTHAL_SIGNAL_ADAPTER_H
+
+#include <memory>
+
+#include "initialfrontsideradarlefthal_signal_groups.h"
+#include "zol/afw/core/contextual_object.h"
+#include "zol/e2e/e2e_signal_group_property.h"
+#include "zol/pmr/deleters.h"
+#include "zol/pmr/polymorphic_allocator.h"
+
+/// X(index, record type in namespace types, accessor) for each signal group,
+/// in group-table order.
+"""]
+    out.append(x_macro("#define FSRL_FOR_EACH_SIGNAL_GROUP(X)",
+                       ["X(%d, %s, %s)" % (g.index, g.name, g.stem) for g in cat.groups]))
+    out.append("""
+namespace initialfrontsideradarlefthal {
+
+/// @brief The radar's %d received signal groups as properties, one accessor per
+///        group in group-table order.
+///
+/// Either fully set up or not there at all: Create() hands out an adapter only
+/// when the signal service connection, the E2E protection of every group and
+/// every property exist. A property handed out stays a valid object after the
+/// adapter is gone, but it is disconnected: reading it answers kNotImplemented.
+class SignalAdapter {
+ public:
+  class Impl;
+
+  /// Owning pointer to an adapter, returning it to the memory resource it came from.
+  using Ptr =
+      std::unique_ptr<SignalAdapter, zol::pmr::AllocationDeleter<zol::pmr::polymorphic_allocator<SignalAdapter>>>;
+
+  /// @brief Connects to the signal service as client "%s" and sets up
+  ///        every group; everything is allocated from the default memory resource.
+  /// @param parent the component the adapter belongs to, whose execution context
+  ///        runs the invalidation of properties; may be null (then notifications
+  ///        are not passed on)
+  /// @return the adapter, or an empty pointer when any part of the set-up failed
+  ///         (the cause is logged under context "SAG")
+  static Ptr Create(const zol::afw::core::ContextualObject* parent);
+
+  /// @brief Wraps an implementation that Create() has set up.
+  explicit SignalAdapter(std::shared_ptr<Impl> impl);
+  /// @brief Drops this reference to the implementation; it goes when the last
+  ///        task or callback holding it has finished.
+  ~SignalAdapter();
+  SignalAdapter(const SignalAdapter&) = delete;
+  SignalAdapter(SignalAdapter&&) = delete;
+  SignalAdapter& operator=(const SignalAdapter&) = delete;
+  SignalAdapter& operator=(SignalAdapter&&) = delete;
+
+  /// @name One property per signal group, a new shared reference on each call
+  /// @{
+""" % (len(cat.groups), ADAPTER_CLIENT_NAME))
+    for group in cat.groups:
+        out.append("  std::shared_ptr<%s> %s() const;\n" % (property_type(group), group.stem))
+    out.append("""  /// @}
+
+ private:
+  std::shared_ptr<Impl> impl_;
+};
+
+}  // namespace initialfrontsideradarlefthal
+
+#endif  // INITIALFRONTSIDERADARLEFTHAL_SIGNAL_ADAPTER_H
+""")
+    return "".join(out)
+
+
+def render_adapter_impl_header(cat):
+    n_groups = len(cat.groups)
+    out = [banner(), """
+/// @file
+/// @brief Inside of the signal adapter: SignalAdapter::Impl and the task that
+///        invalidates properties on the execution context.
+///
+/// Private to the adapter's source unit and its tests; not installed. The
+/// members are in the order whose reverse is the required order of
+/// destruction, so the compiler-generated part of ~Impl() gets it right.
+#ifndef INITIALFRONTSIDERADARLEFTHAL_SIGNAL_ADAPTER_IMPL_H
+#define INITIALFRONTSIDERADARLEFTHAL_SIGNAL_ADAPTER_IMPL_H
+
+#include <array>
+#include <cstddef>
+#include <memory>
+
+#include "initialfrontsideradarlefthal_signal_adapter.h"
+#include "initialfrontsideradarlefthal_signal_groups.h"
+#include "zol/afw/core/contextual_object.h"
+#include "zol/afw/core/error_code.h"
+#include "zol/afw/core/execution_context.h"
+#include "zol/afw/core/notification_configuration.h"
+#include "zol/afw/core/property.h"
+#include "zol/afw/core/property_owner.h"
+#include "zol/afw/core/signal_property_status.h"
+#include "zol/afw/core/task.h"
+#include "zol/e2e/check_signal_group.h"
+#include "zol/e2e/e2e_protection.h"
+#include "zol/e2e/e2e_signal_group_property.h"
+#include "zol/e2e/signal_group_context.h"
+#include "zol/log/logging.h"
+#include "zol/memory/bounded_vector.h"
+#include "zol/memory/span.h"
+#include "zol/pmr/polymorphic_allocator.h"
+#include "zol/signalcomm/signal_comm.h"
+
+/// X(index, record type in namespace types, accessor stem, E2E member stem) for
+/// each signal group, in group-table order: the names of a group's members are
+/// <accessor stem>_ (property owner), <E2E member stem>_db_info_ and
+/// <E2E member stem>_e2e_protection_.
+"""]
+    out.append(x_macro("#define FSRL_FOR_EACH_SIGNAL_GROUP_MEMBERS(X)",
+                       ["X(%d, %s, %s, %s)" % (g.index, g.name, g.stem, e2e_stem(g)) for g in cat.groups]))
+    out.append("""
+namespace initialfrontsideradarlefthal {
+
+/// Number of signal groups the adapter consumes; also the group index bound.
+constexpr std::size_t kConsumedSignalGroupCount = types::kSignalGroupCount;
+
+/// @brief Invalidates a batch of properties on the dispatch queue it is posted to.
+///
+/// Holds strong references, so the properties outlive the adapter while the
+/// task waits in the queue; a property whose adapter is gone is disconnected
+/// but can still be invalidated.
+class InvalidatePropertiesTask final : public zol::afw::core::Task {
+ public:
+  /// The properties, in the order their groups were named by the service.
+  using PropertyList = zol::memory::BoundedVector<std::shared_ptr<zol::afw::core::AbstractProperty>>;
+
+  explicit InvalidatePropertiesTask(PropertyList properties) noexcept;
+  ~InvalidatePropertiesTask() override;
+  InvalidatePropertiesTask(const InvalidatePropertiesTask&) = delete;
+  InvalidatePropertiesTask(InvalidatePropertiesTask&&) = delete;
+  InvalidatePropertiesTask& operator=(const InvalidatePropertiesTask&) = delete;
+  InvalidatePropertiesTask& operator=(InvalidatePropertiesTask&&) = delete;
+
+  /// @brief Invalidates every property, first to last; always kSuccess.
+  zol::afw::core::ErrorCode Execute() override;
+
+  /// @brief The properties this task invalidates.
+  const PropertyList& properties() const noexcept { return properties_; }
+
+ private:
+  PropertyList properties_;
+};
+
+/// @brief The adapter's state: the signal service connection, the group cache,
+///        the E2E state of every group and the properties.
+///
+/// Shared: the adapter holds it, and so may a begin-transaction callback (weakly)
+/// and the property functions (by raw pointer, cut off by the owners' Reset()).
+class SignalAdapter::Impl {
+ public:
+  using ErrorCode = zol::afw::core::ErrorCode;
+  using SignalPropertyStatus = zol::afw::core::SignalPropertyStatus;
+  using When = zol::afw::core::NotificationConfiguration::When;
+  /// What a raw read points at: the group's payload as the service holds it.
+  using RawBytes = zol::memory::span<const unsigned char>;
+  template <typename T>
+  using Property = zol::e2e::E2ESignalGroupProperty<T>;
+  template <typename T>
+  using Owner = zol::afw::core::PropertyOwner<Property<T>>;
+  /// One of the CopyTo_<group> functions.
+  template <typename T>
+  using CopyFunction = void (Impl::*)(const zol::e2e::SignalStorageBuffer&, T*) const;
+
+  /// @brief Takes the parent's execution context and name and makes the E2E
+  ///        database context of every group; contacts no service.
+  explicit Impl(const zol::afw::core::ContextualObject* parent);
+  /// @brief Releases the group cache, then the service context (so that no
+  ///        notification runs any more), then the members.
+  ~Impl();
+  Impl(const Impl&) = delete;
+  Impl(Impl&&) = delete;
+  Impl& operator=(const Impl&) = delete;
+  Impl& operator=(Impl&&) = delete;
+
+  /// @brief Stores the weak reference that begin-transaction callbacks hold.
+  void set_self(std::weak_ptr<Impl> self);
+
+  /// @brief Connects to the service, sets up E2E protection, creates the properties.
+  /// @return kSuccess, or the failure that was logged
+  ErrorCode Init();
+  /// @brief Service context, group infos, group cache and its slots; kFailure
+  ///        (whatever the service said) at the first call that fails.
+  ErrorCode SetupSignalData();
+  /// @brief One profile 5 protection per group, in table order; kFailure at the
+  ///        first group without one (logged).
+  ErrorCode InitializeE2eProtection();
+  /// @brief Refreshes the group cache once per transaction. Always kSuccess: a
+  ///        failed retrieval (logged) leaves the previous snapshot to be read.
+  ErrorCode RetrieveGroupCache();
+
+  /// @brief The service's notification callback; @p user is the Impl.
+  static void OnSignalGroupNotification_(const unsigned long* names, unsigned long count, void* user);
+  /// @brief Posts one task that invalidates the properties of the named groups.
+  void OnSignalGroupNotification(const unsigned long* names, unsigned long count);
+  /// @brief The service setting that matches a property's notification wish.
+  static SignalComm_SignalGroupNotificationConfig when_to_config(When when);
+
+  /// @brief The typed read of every group: E2E check and decoding of the
+  ///        group's cached payload into @p record.
+  template <typename T>
+  ErrorCode ReadTyped(std::size_t index, const zol::e2e::SignalGroupContext& context,
+                      zol::e2e::E2eProtection& protection, T* record, SignalPropertyStatus* status,
+                      CopyFunction<T> copy);
+  /// @brief The raw read of every group: a view of the group's cached payload.
+  ErrorCode ReadRaw(std::size_t index, RawBytes& bytes, SignalPropertyStatus* status);
+  /// @brief The notification configurator of every group.
+  void ConfigureNotification(std::size_t index, When when);
+  /// @brief The property of the group at @p index, or null.
+  std::shared_ptr<zol::afw::core::AbstractProperty> property_at(std::size_t index) const;
+
+  /// @name Per group: the owner's property, and the copy of decoded values into the record
+  /// @{
+""")
+    for group in cat.groups:
+        out.append("  std::shared_ptr<Property<types::%s>> get_%s() const;\n" % (group.name, group.stem))
+    for group in cat.groups:
+        out.append("  void CopyTo_%s(const zol::e2e::SignalStorageBuffer& values, types::%s* record) const;\n"
+                   % (group.name, group.name))
+    out.append("""  /// @}
+
+  std::weak_ptr<Impl> self_;
+  std::shared_ptr<zol::afw::core::ExecutionContext> execution_context_;
+  zol::log::Context log_context_;
+  SignalComm_Context_t sig_ctx_{0U};
+  bool context_created_{false};
+  bool has_retrieved_cache_{false};
+  SignalComm_SignalGroupCache_t consumed_group_cache_{0U};
+  bool consumed_group_cache_created_{false};
+  std::array<const SignalComm_SignalGroupInfo*, kConsumedSignalGroupCount> consumed_groups_info_{};
+  std::array<const SignalComm_SignalGroup*, kConsumedSignalGroupCount> consumed_groups_{};
+
+""")
+    for group in cat.groups:
+        out.append("  Owner<types::%s> %s_;\n" % (group.name, group.stem))
+    out.append("\n  zol::pmr::string parent_name_;\n\n")
+    for group in cat.groups:
+        out.append("  const zol::e2e::SignalGroupContext %s_db_info_;\n" % e2e_stem(group))
+        out.append("  zol::e2e::E2eProtectionProfile5Ptr %s_e2e_protection_;\n" % e2e_stem(group))
+    out.append("""};
+
+static_assert(kConsumedSignalGroupCount == %dU, "one adapter member set per signal group");
+
+}  // namespace initialfrontsideradarlefthal
+
+#endif  // INITIALFRONTSIDERADARLEFTHAL_SIGNAL_ADAPTER_IMPL_H
+""" % n_groups)
+    return "".join(out)
+
+
+def cpp_string(text):
+    return '"%s"' % text.replace("\\", "\\\\").replace('"', '\\"')
+
+
+def render_adapter_source(cat):
+    n_groups = len(cat.groups)
+    out = [banner(), """
+#include "initialfrontsideradarlefthal_signal_adapter.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <type_traits>
+#include <utility>
+
+#include "initialfrontsideradarlefthal_e2e_database.h"
+#include "initialfrontsideradarlefthal_signal_adapter_impl.h"
+#include "zol/afw/core/dispatch_queue.h"
+#include "zol/afw/core/transaction.h"
+#include "zol/format/format.h"
+#include "zol/pmr/deleters.h"
+#include "zol/pmr/memory_resource.h"
+#include "zol/string_view.h"
+
+namespace initialfrontsideradarlefthal {
+namespace {
+
+using zol::afw::core::ErrorCode;
+using zol::afw::core::IsFailure;
+using zol::log::LoggingLevel;
+
+// The adapter's client name at the signal service and the prefix of every property name.
+constexpr zol::string_view kSigCommName{"%s"};
+
+// The groups the adapter asks the service about, by group index.
+// clang-format off
+const char* const kConsumedSignalGroups[kConsumedSignalGroupCount] = {
+""" % ADAPTER_CLIENT_NAME]
+    for group in cat.groups:
+        out.append("    %s,\n" % cpp_string(group.name))
+    out.append("""};
+// clang-format on
+
+// Everything the adapter says about one group. Fixed texts rather than one
+// format with the group name: a failure on the read path then formats nothing
+// but the codes.
+struct GroupMessages {
+  const char* e2e_initialization_failed;
+  const char* payload_read_failed;  // {}: the service's code
+  const char* check_failed;         // {}: ErrorCode, {}: SignalPropertyStatusCode
+  const char* raw_read_failed;      // {}: the service's code
+};
+
+// clang-format off
+const GroupMessages kGroupMessages[kConsumedSignalGroupCount] = {
+""")
+    for group in cat.groups:
+        name = group.name
+        out.append("    {%s,\n     %s,\n     %s,\n     %s},\n" % (
+            cpp_string("E2E initialization failed for signal group '%s'." % name),
+            cpp_string("Failed to read E2E protected signal group '%s' from Signal Comm. Code: {}" % name),
+            cpp_string("Failed to decode and check E2E for signal group '%s'. Code: {}, Extended: {}." % name),
+            cpp_string("Failed to read raw bytes, E2E signal group '%s' from Signal Comm. Code: {}" % name)))
+    out.append("""};
+// clang-format on
+
+// Lines are formatted only when their level is enabled; 511 characters hold
+// every message of the adapter.
+template <typename... Args>
+void LogFormatted(const zol::log::Context& context, LoggingLevel level, zol::string_view format, const Args&... args) {
+  if (!context.IsEnabled(level)) {
+    return;
+  }
+  char line[512];
+  const std::size_t length = zol::format::FormatTo(line, sizeof(line), format, args...);
+  context.Log(level, zol::string_view(line, length));
+}
+
+zol::pmr::string PropertyName(zol::string_view suffix) {
+  zol::pmr::string name(kSigCommName.data(), kSigCommName.size(),
+                        zol::pmr::polymorphic_allocator<char>(zol::pmr::get_default_resource()));
+  name.append(suffix.data(), suffix.size());
+  return name;
+}
+
+zol::pmr::string NameOf(const zol::afw::core::ContextualObject* parent) {
+  const zol::pmr::polymorphic_allocator<char> allocator(zol::pmr::get_default_resource());
+  if (parent == nullptr) {
+    return zol::pmr::string(allocator);
+  }
+  const std::string name = parent->qualified_name();
+  return zol::pmr::string(name.data(), name.size(), allocator);
+}
+
+zol::e2e::SignalGroupContext DatabaseContext(unsigned int index) {
+  return zol::e2e::InitializeSignalGroup(index, initialfrontsideradarlefthal_signal_groups,
+                                         initialfrontsideradarlefthal_signals, nullptr);
+}
+
+// A group's payload travels as its one byte-array signal; a group entry
+// without signals is still read, and the service decides about a null signal.
+const SignalComm_Signal* PayloadSignal(const SignalComm_SignalGroup& group) {
+  return group.nbr_of_signals != 0U ? group.signals_p : nullptr;
+}
+
+// Copying a decoded value slot into its record field. Physical values are
+// narrowed to single precision and widened back on purpose: every physical
+// value in a typed record carries single-precision accuracy, whatever its
+// scaling, and the consumers of the records rely on exactly these values.
+void CopySlot(const SignalAdapter_SignalValue& value, double* field) {
+  *field = static_cast<double>(static_cast<float>(value.double_float));
+}
+
+template <typename Field, bool = std::is_enum<Field>::value>
+struct StorageOf {
+  using type = Field;
+};
+template <typename Field>
+struct StorageOf<Field, true> {
+  using type = typename std::underlying_type<Field>::type;
+};
+
+// Integers and enumerations: the 64-bit slot cut to the field's width. An
+// enumeration goes through its underlying type, so a value without
+// enumerator is kept as it was sent.
+template <typename Field>
+void CopySlot(const SignalAdapter_SignalValue& value, Field* field) {
+  static_assert(std::is_integral<Field>::value || std::is_enum<Field>::value, "integer or enumeration field");
+  *field = static_cast<Field>(static_cast<typename StorageOf<Field>::type>(value.unsigned_int));
+}
+
+zol::afw::core::SignalPropertyStatusCode StatusFromFlags(std::uint16_t flags) {
+  if ((flags & SIGNAL_GROUP_STATUS_VALUE_MODIFIED) != 0U) {
+    return zol::afw::core::SignalPropertyStatusCode::kDataModified;
+  }
+  if ((flags & SIGNAL_GROUP_STATUS_VALUE_UPDATED) != 0U) {
+    return zol::afw::core::SignalPropertyStatusCode::kDataUpdated;
+  }
+  return zol::afw::core::SignalPropertyStatusCode::kNoNewData;
+}
+
+}  // namespace
+
+// --------------------------------------------------------------------------
+// SignalAdapter
+
+SignalAdapter::Ptr SignalAdapter::Create(const zol::afw::core::ContextualObject* parent) {
+  Ptr result;
+  zol::pmr::memory_resource* const resource = zol::pmr::get_default_resource();
+  std::shared_ptr<Impl> impl = std::allocate_shared<Impl>(zol::pmr::polymorphic_allocator<Impl>(resource), parent);
+  impl->set_self(impl);
+  if (IsFailure(impl->Init())) {
+    // Init has logged the cause; dropping impl undoes the set-up as far as it got.
+    return result;
+  }
+  result = zol::pmr::MakeUniqueAllocated<SignalAdapter>(resource, std::move(impl));
+  return result;
+}
+
+SignalAdapter::SignalAdapter(std::shared_ptr<Impl> impl) : impl_(std::move(impl)) {}
+
+SignalAdapter::~SignalAdapter() = default;
+
+""")
+    for group in cat.groups:
+        out.append("std::shared_ptr<%s> SignalAdapter::%s() const {\n  return impl_->get_%s();\n}\n"
+                   % (property_type(group), group.stem, group.stem))
+    out.append("""
+// --------------------------------------------------------------------------
+// InvalidatePropertiesTask
+
+InvalidatePropertiesTask::InvalidatePropertiesTask(PropertyList properties) noexcept
+    : properties_(std::move(properties)) {}
+
+InvalidatePropertiesTask::~InvalidatePropertiesTask() = default;
+
+ErrorCode InvalidatePropertiesTask::Execute() {
+  for (const std::shared_ptr<zol::afw::core::AbstractProperty>& property : properties_) {
+    property->Invalidate();
+  }
+  return ErrorCode::kSuccess;
+}
+
+// --------------------------------------------------------------------------
+// SignalAdapter::Impl: lifecycle
+
+SignalAdapter::Impl::Impl(const zol::afw::core::ContextualObject* parent)
+    : execution_context_(parent != nullptr ? parent->execution_context() : nullptr),
+      log_context_("SAG", ""),
+      parent_name_(NameOf(parent)),
+""")
+    inits = []
+    for group in cat.groups:
+        inits.append("      %s_db_info_(DatabaseContext(%dU))" % (e2e_stem(group), group.index))
+    out.append(",\n".join(inits) + " {}\n")
+    out.append("""
+SignalAdapter::Impl::~Impl() {
+  // The cache first, then the context: once the context is gone no
+  // notification runs any more, and only then may the members go.
+  if (consumed_group_cache_created_) {
+    static_cast<void>(SignalComm_SignalGroupCache_Destroy(&consumed_group_cache_));
+  }
+  if (context_created_) {
+    static_cast<void>(SignalComm_DestroyContext(&sig_ctx_));
+  }
+}
+
+void SignalAdapter::Impl::set_self(std::weak_ptr<Impl> self) { self_ = std::move(self); }
+
+ErrorCode SignalAdapter::Impl::Init() {
+  const ErrorCode setup = SetupSignalData();
+  if (IsFailure(setup)) {
+    LogFormatted(log_context_, LoggingLevel::kError,
+                 "InitialFrontSideRadarLeftHal Failed to setup signal data, error_code: {}", setup);
+    return setup;
+  }
+  if (InitializeE2eProtection() != ErrorCode::kSuccess) {
+    log_context_.Log(
+        LoggingLevel::kError,
+        "Failed to initialize E2E protection in signal adapter for client 'initialfrontsideradarlefthal'.");
+    return ErrorCode::kFailure;
+  }
+  // Receive-only properties: no setters. Every function reaches the adapter
+  // through `this` only; the owners cut that link before the adapter goes.
+""")
+    for group in cat.groups:
+        es = e2e_stem(group)
+        out.append("""  %(stem)s_.Make(
+      nullptr, PropertyName(".%(es)s"), true,
+      [this](types::%(name)s* record, SignalPropertyStatus* status) {
+%(typed)s      },
+      nullptr, [this](RawBytes& bytes, SignalPropertyStatus* status) { return ReadRaw(%(i)dU, bytes, status); }, nullptr,
+      nullptr, [this](When when) { ConfigureNotification(%(i)dU, when); });
+""" % dict(stem=group.stem, es=es, name=group.name, i=group.index,
+           typed=wrap_call("        return ReadTyped(", ["%dU" % group.index, es + "_db_info_",
+                                                         "*%s_e2e_protection_" % es, "record", "status",
+                                                         "&Impl::CopyTo_" + group.name], ");", width=120)))
+    out.append("""  return ErrorCode::kSuccess;
+}
+
+ErrorCode SignalAdapter::Impl::SetupSignalData() {
+  // The service's own code is not passed on: Init reports every set-up failure alike.
+  const int created =
+      SignalComm_CreateContext(kSigCommName.data(), "fsrl", &Impl::OnSignalGroupNotification_, this, &sig_ctx_);
+  context_created_ = created >= 0;
+  if (!context_created_) {
+    return ErrorCode::kFailure;
+  }
+  if (SignalComm_GetSignalGroupInfo(sig_ctx_, kConsumedSignalGroups, kConsumedSignalGroupCount,
+                                    consumed_groups_info_.data()) < 0) {
+    return ErrorCode::kFailure;
+  }
+  std::array<SignalComm_Name_t, kConsumedSignalGroupCount> identities{};
+  for (std::size_t i = 0U; i < kConsumedSignalGroupCount; ++i) {
+    identities[i] = consumed_groups_info_[i]->name;
+  }
+  const int cache = SignalComm_SignalGroupCache_Create(sig_ctx_, nullptr, 0U, identities.data(),
+                                                       kConsumedSignalGroupCount, &consumed_group_cache_);
+  consumed_group_cache_created_ = cache >= 0;
+  if (!consumed_group_cache_created_) {
+    return ErrorCode::kFailure;
+  }
+  for (std::size_t i = 0U; i < kConsumedSignalGroupCount; ++i) {
+    if (SignalComm_SignalGroupCache_GetByIndex(consumed_group_cache_, i, &consumed_groups_[i]) < 0) {
+      return ErrorCode::kFailure;
+    }
+  }
+  return ErrorCode::kSuccess;
+}
+
+// --------------------------------------------------------------------------
+// SignalAdapter::Impl: E2E protection
+
+namespace {
+
+// A protection already held is replaced; a group without one stops the set-up.
+bool MakeProtection(const zol::log::Context& log_context, std::size_t index,
+                    const zol::e2e::SignalGroupContext& context, zol::e2e::E2eProtectionProfile5Ptr& protection) {
+  protection = zol::e2e::E2eProtectionProfile5::Create(context);
+  if (!protection) {
+    log_context.Log(LoggingLevel::kError, kGroupMessages[index].e2e_initialization_failed);
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+ErrorCode SignalAdapter::Impl::InitializeE2eProtection() {
+  const bool all_protected =
+""")
+    lines = []
+    for group in cat.groups:
+        es = e2e_stem(group)
+        lines.append("      MakeProtection(log_context_, %dU, %s_db_info_, %s_e2e_protection_)"
+                     % (group.index, es, es))
+    out.append(" &&\n".join(lines) + ";\n")
+    out.append("""  return all_protected ? ErrorCode::kSuccess : ErrorCode::kFailure;
+}
+
+// --------------------------------------------------------------------------
+// SignalAdapter::Impl: cache, notifications
+
+ErrorCode SignalAdapter::Impl::RetrieveGroupCache() {
+  if (has_retrieved_cache_) {
+    return ErrorCode::kSuccess;
+  }
+  const int retrieved = SignalComm_SignalGroupCache_Retrieve(consumed_group_cache_);
+  if (retrieved < 0) {
+    // The read goes on with the last snapshot; the next read tries again.
+    LogFormatted(log_context_, LoggingLevel::kError,
+                 "'InitialFrontSideRadarLeftHal' failed to retrieve signal group cache, error_code: {}", retrieved);
+    return ErrorCode::kSuccess;
+  }
+  has_retrieved_cache_ = true;
+  // Only a weak reference: the callback may run after the adapter is gone.
+  std::weak_ptr<Impl> self = self_;
+  const ErrorCode registered = zol::afw::core::Transaction::AddBeginTransactionCallback([self]() {
+    const std::shared_ptr<Impl> impl = self.lock();
+    if (impl) {
+      impl->has_retrieved_cache_ = false;
+    }
+  });
+  if (IsFailure(registered)) {
+    // Nothing would re-arm the retrieval: retrieve on every read instead.
+    LogFormatted(log_context_, LoggingLevel::kWarn,
+                 "'InitialFrontSideRadarLeftHal' failed to add begin transaction callback, error_code: {}", registered);
+    has_retrieved_cache_ = false;
+  }
+  return ErrorCode::kSuccess;
+}
+
+void SignalAdapter::Impl::OnSignalGroupNotification_(const unsigned long* names, unsigned long count, void* user) {
+  static_cast<Impl*>(user)->OnSignalGroupNotification(names, count);
+}
+
+void SignalAdapter::Impl::OnSignalGroupNotification(const unsigned long* names, unsigned long count) {
+  // Runs on the service's thread: touch only what is fixed since Create, and
+  // leave the invalidation to the execution context.
+  if (!execution_context_) {
+    return;
+  }
+  zol::afw::core::DispatchQueue& queue = execution_context_->dispatch_queue();
+  if (!queue.IsExecuting()) {
+    return;
+  }
+  zol::pmr::memory_resource* const resource = zol::pmr::get_default_resource();
+  const zol::pmr::polymorphic_allocator<std::shared_ptr<zol::afw::core::AbstractProperty>> allocator(resource);
+  InvalidatePropertiesTask::PropertyList properties(allocator);
+  properties.reserve(names != nullptr ? count : 0U);
+  for (unsigned long n = 0U; names != nullptr && n < count; ++n) {
+    for (std::size_t i = 0U; i < kConsumedSignalGroupCount; ++i) {
+      if (consumed_groups_info_[i] != nullptr && consumed_groups_info_[i]->name == names[n]) {
+        properties.push_back(property_at(i));
+        break;
+      }
+    }
+  }
+  // One task per notification, even without properties.
+  zol::afw::core::TaskPtr task = zol::pmr::MakeUniqueSized<InvalidatePropertiesTask>(resource, std::move(properties));
+  // A task the queue refuses dies here and returns its memory.
+  static_cast<void>(queue.AsyncTask(std::move(task)));
+}
+
+SignalComm_SignalGroupNotificationConfig SignalAdapter::Impl::when_to_config(When when) {
+  switch (when) {
+    case When::kOnWrite:
+      return SIGNAL_GROUP_NOTIFICATION_CONFIG_UPDATED;
+    case When::kOnChange:
+      return SIGNAL_GROUP_NOTIFICATION_CONFIG_MODIFIED;
+    case When::kNever:
+      break;
+  }
+  return SIGNAL_GROUP_NOTIFICATION_CONFIG_DISABLED;
+}
+
+void SignalAdapter::Impl::ConfigureNotification(std::size_t index, When when) {
+  static_cast<void>(
+      SignalComm_SetNotificationConfig(sig_ctx_, consumed_groups_info_[index]->name, when_to_config(when)));
+}
+
+std::shared_ptr<zol::afw::core::AbstractProperty> SignalAdapter::Impl::property_at(std::size_t index) const {
+  switch (index) {
+""")
+    for group in cat.groups:
+        out.append("    case %dU:\n      return %s_.get();\n" % (group.index, group.stem))
+    out.append("""    default:
+      return nullptr;
+  }
+}
+
+// --------------------------------------------------------------------------
+// SignalAdapter::Impl: reading
+
+template <typename T>
+ErrorCode SignalAdapter::Impl::ReadTyped(std::size_t index, const zol::e2e::SignalGroupContext& context,
+                                         zol::e2e::E2eProtection& protection, T* record, SignalPropertyStatus* status,
+                                         CopyFunction<T> copy) {
+  const ErrorCode retrieved = RetrieveGroupCache();
+  if (IsFailure(retrieved)) {
+    return retrieved;
+  }
+  const SignalComm_SignalGroup* const group = consumed_groups_[index];
+  if (group == nullptr) {
+    return ErrorCode::kNotFound;
+  }
+  std::size_t written = 0U;
+  const int read =
+      SignalComm_Signal_GetByteArray(consumed_group_cache_, PayloadSignal(*group), protection.payload_buffer_length(),
+                                     protection.payload_buffer(), &written);
+  if (read < 0) {
+    LogFormatted(log_context_, LoggingLevel::kError, kGroupMessages[index].payload_read_failed, read);
+    return ErrorCode::kFailure;
+  }
+  // Exactly the group's slots, reserved up front: decoding never reallocates.
+  zol::e2e::SignalStorageBuffer values;
+  values.elements = context.signal_group_->signal_values_storage_total_size / sizeof(SignalAdapter_SignalValue);
+  values.data.reserve(values.elements);
+  const std::uint64_t result = zol::e2e::CheckSignalGroup(
+      context, values, (group->status_flags & SIGNAL_GROUP_STATUS_VALUE_UPDATED) != 0U, protection);
+  // Whatever the check said: the caller judges the record by the result.
+  (this->*copy)(values, record);
+  if (status != nullptr) {
+    status->status_code_ = zol::e2e::CheckResultStatusCode(result);
+  }
+  const ErrorCode error = zol::e2e::CheckResultErrorCode(result);
+  if (error != ErrorCode::kSuccess) {
+    LogFormatted(log_context_, LoggingLevel::kError, kGroupMessages[index].check_failed, error,
+                 zol::e2e::CheckResultStatusCode(result));
+    return error;
+  }
+  return retrieved;
+}
+
+ErrorCode SignalAdapter::Impl::ReadRaw(std::size_t index, RawBytes& bytes, SignalPropertyStatus* status) {
+  const ErrorCode retrieved = RetrieveGroupCache();
+  if (IsFailure(retrieved)) {
+    return retrieved;
+  }
+  const SignalComm_SignalGroup* const group = consumed_groups_[index];
+  if (group == nullptr) {
+    return ErrorCode::kNotFound;
+  }
+  // From the snapshot's flags, before the read: it stands even if the read fails.
+  if (status != nullptr) {
+    status->status_code_ = StatusFromFlags(group->status_flags);
+  }
+  const std::uint8_t* data = nullptr;
+  std::size_t size = 0U;
+  const int read = SignalComm_Signal_GetByteArrayBuffer(consumed_group_cache_, PayloadSignal(*group), &data, &size);
+  if (read < 0) {
+    LogFormatted(log_context_, LoggingLevel::kError, kGroupMessages[index].raw_read_failed, read);
+    return ErrorCode::kFailure;
+  }
+  if (size == 0U) {
+    data = nullptr;
+  }
+  if (data == nullptr) {
+    size = 0U;
+  }
+  bytes = RawBytes(data, size);
+  return retrieved;
+}
+
+// --------------------------------------------------------------------------
+// SignalAdapter::Impl: per group
+
+""")
+    for group in cat.groups:
+        head = "std::shared_ptr<SignalAdapter::Impl::Property<types::%s>> SignalAdapter::Impl::get_%s()" % (
+            group.name, group.stem)
+        head += " const {\n" if len(head) + len(" const {") <= 120 else "\n    const {\n"
+        out.append(head + "  return %s_.get();\n}\n\n" % group.stem)
+    out.append("// Slot k into field k: the record's fields are in database order.\n")
+    for group in cat.groups:
+        head = "void SignalAdapter::Impl::CopyTo_%s(" % group.name
+        out.append(wrap_call(head, ["const zol::e2e::SignalStorageBuffer& values", "types::%s* record" % group.name],
+                             ") const {", width=120))
+        for sig in group.signals:
+            out.append("  CopySlot(values.data[%dU], &record->%s);\n" % (sig.slot, sig.field))
+        out.append("}\n\n")
+    out.append("""static_assert(sizeof(kConsumedSignalGroups) / sizeof(kConsumedSignalGroups[0]) == %dU, "one name per group");
+
+}  // namespace initialfrontsideradarlefthal
+""" % n_groups)
+    return "".join(out)
+
+
 GENERATED_HEADERS = (
     PREFIX + "_e2e_database.h",
     PREFIX + "_signal_groups.h",
     PREFIX + "_signal_groups_meta.h",
     PREFIX + "_detection_groups.h",
+    PREFIX + "_signal_adapter.h",
 )
 GENERATED_SOURCES = (
     PREFIX + "_e2e_database.cpp",
     PREFIX + "_signal_groups_meta.cpp",
+    PREFIX + "_signal_adapter.cpp",
+)
+# Headers the generated sources need but that are no interface of the library:
+# built with it, never installed.
+GENERATED_PRIVATE_HEADERS = (
+    PREFIX + "_signal_adapter_impl.h",
 )
 FILE_LIST = "generated_files.cmake"
 
@@ -1163,6 +1949,9 @@ def render_file_list():
              "# The generated sources of this folder, for include() from a CMakeLists.txt.\n",
              "set(FSRL_CODEGEN_HEADERS\n"]
     lines += ["  ${CMAKE_CURRENT_LIST_DIR}/%s\n" % name for name in GENERATED_HEADERS]
+    lines.append(")\n# Not installed: the inside of generated classes, for the sources and module tests.\n"
+                 "set(FSRL_CODEGEN_PRIVATE_HEADERS\n")
+    lines += ["  ${CMAKE_CURRENT_LIST_DIR}/%s\n" % name for name in GENERATED_PRIVATE_HEADERS]
     lines.append(")\nset(FSRL_CODEGEN_SOURCES\n")
     lines += ["  ${CMAKE_CURRENT_LIST_DIR}/%s\n" % name for name in GENERATED_SOURCES]
     lines.append(")\n")
@@ -1178,6 +1967,9 @@ def render(cat):
         PREFIX + "_signal_groups_meta.h": render_meta_header(cat),
         PREFIX + "_signal_groups_meta.cpp": render_meta_source(cat),
         PREFIX + "_detection_groups.h": render_detection_header(cat),
+        PREFIX + "_signal_adapter.h": render_adapter_header(cat),
+        PREFIX + "_signal_adapter_impl.h": render_adapter_impl_header(cat),
+        PREFIX + "_signal_adapter.cpp": render_adapter_source(cat),
         FILE_LIST: render_file_list(),
     }
 

@@ -1,6 +1,10 @@
 #include "zol/e2e/e2e_protection.h"
 
+#include <algorithm>
+#include <array>
+#include <atomic>
 #include <cstring>
+#include <mutex>
 #include <new>
 #include <utility>
 
@@ -22,7 +26,64 @@ std::uint8_t* AllocateZeroed(zol::pmr::memory_resource* resource, std::size_t le
   return buffer;
 }
 
+// Data ids whose profile 5 creation is refused on purpose (testing::RejectProfile5Creation).
+class Rejections {
+ public:
+  bool Add(std::uint16_t data_id) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (ContainsLocked(data_id)) {
+      return true;
+    }
+    if (count_ == ids_.size()) {
+      return false;
+    }
+    ids_[count_++] = data_id;
+    active_.store(true, std::memory_order_release);
+    return true;
+  }
+
+  void Clear() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    count_ = 0U;
+    active_.store(false, std::memory_order_release);
+  }
+
+  bool Contains(std::uint16_t data_id) const {
+    // Creating protections is not to pay for a lock while no test injects anything.
+    if (!active_.load(std::memory_order_acquire)) {
+      return false;
+    }
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return ContainsLocked(data_id);
+  }
+
+ private:
+  bool ContainsLocked(std::uint16_t data_id) const {
+    return std::find(ids_.begin(), ids_.begin() + static_cast<std::ptrdiff_t>(count_), data_id) !=
+           ids_.begin() + static_cast<std::ptrdiff_t>(count_);
+  }
+
+  mutable std::mutex mutex_;
+  std::array<std::uint16_t, testing::kMaxRejectedDataIds> ids_{};
+  std::size_t count_{0U};
+  std::atomic<bool> active_{false};
+};
+
+Rejections& RejectedDataIds() {
+  // NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): process-wide test hook, behind its mutex
+  static Rejections rejections;
+  return rejections;
+}
+
 }  // namespace
+
+namespace testing {
+
+bool RejectProfile5Creation(std::uint16_t data_id) { return RejectedDataIds().Add(data_id); }
+
+void ClearRejections() { RejectedDataIds().Clear(); }
+
+}  // namespace testing
 
 E2eProtection::E2eProtection(SignalAdapter_E2eProfile profile, std::size_t protection_size,
                              std::size_t payload_buffer_length, std::size_t tav_payload_buffer_length,
@@ -69,6 +130,9 @@ E2eProtectionProfile5Ptr E2eProtectionProfile5::Create(const SignalGroupContext&
   const SignalAdapter_SignalGroup* group = context.signal_group_;
   if (group == nullptr || group->profile_name != SIGNAL_DB_E2E_PROFILE_05) {
     return {};
+  }
+  if (RejectedDataIds().Contains(group->data_id)) {
+    return {};  // refused on purpose by a test
   }
   // The header is addressed in whole bytes and the check compares whole-byte lengths, so any bit remainder would
   // make every frame of the group fail; refuse such a row up front instead.

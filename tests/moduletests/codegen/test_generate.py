@@ -231,7 +231,7 @@ class RegenerationTest(unittest.TestCase):
     def test_regeneration_removes_files_of_an_earlier_generation_only(self):
         out = self.generate_into("out")
         old = os.path.join(out, "initialfrontsideradarlefthal_retired.h")
-        hand_written = os.path.join(out, "initialfrontsideradarlefthal_signal_adapter.cpp")
+        hand_written = os.path.join(out, "initialfrontsideradarlefthal_notes.cpp")
         with open(old, "w") as handle:
             handle.write("// %s; do not edit.\n" % BANNER_MARKER)
         with open(hand_written, "w") as handle:
@@ -277,6 +277,49 @@ class DerivedCatalogueTest(unittest.TestCase):
         signal = dict((s.row.suffix, s) for s in self.groups["RSDS4Detn120To124"].signals)["RngRt3"]
         self.assertEqual((signal.row.start_bit, signal.row.bit_length, signal.row.factor, signal.row.offset),
                          (283, 14, "0.025", "-106"))
+
+
+class AdapterRenderingTest(unittest.TestCase):
+    """The generated signal adapter: one fixed text per group and message, the
+    group lists in table order, and its inside kept out of the installed headers."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.catalogue = generate.load_catalogue(CATALOGUE)
+        cls.files = generate.render(cls.catalogue)
+
+    def test_every_group_has_its_four_fixed_messages(self):
+        source = self.files[generate.PREFIX + "_signal_adapter.cpp"]
+        for group in self.catalogue.groups:
+            for text in ("E2E initialization failed for signal group '%s'." % group.name,
+                         "Failed to read E2E protected signal group '%s' from Signal Comm. Code: {}" % group.name,
+                         "Failed to decode and check E2E for signal group '%s'. Code: {}, Extended: {}." % group.name,
+                         "Failed to read raw bytes, E2E signal group '%s' from Signal Comm. Code: {}" % group.name):
+                self.assertEqual(source.count('"%s"' % text), 1, text)
+
+    def test_signal_group_list_follows_the_group_table(self):
+        header = self.files[generate.PREFIX + "_signal_adapter.h"]
+        entries = re.findall(r"X\((\d+), (\w+), (\w+)\)", header)
+        self.assertEqual(entries, [(str(g.index), g.name, g.stem) for g in self.catalogue.groups])
+        self.assertIn("X(50, RSDS4SigSts1, rsds4sig_sts1)", header)
+
+    def test_status_groups_are_spelled_two_ways(self):
+        impl = self.files[generate.PREFIX + "_signal_adapter_impl.h"]
+        source = self.files[generate.PREFIX + "_signal_adapter.cpp"]
+        self.assertIn("Owner<types::RSDS4SigSts1> rsds4sig_sts1_;", impl)
+        self.assertIn("const zol::e2e::SignalGroupContext rsds4sigsts1_db_info_;", impl)
+        self.assertIn("zol::e2e::E2eProtectionProfile5Ptr rsds4sigsts1_e2e_protection_;", impl)
+        self.assertIn('PropertyName(".rsds4sigsts1")', source)
+
+    def test_private_header_is_kept_out_of_the_installed_headers(self):
+        listing = self.files[generate.FILE_LIST]
+        installed = re.search(r"set\(FSRL_CODEGEN_HEADERS\n(.*?)\)", listing, re.S).group(1)
+        private = re.search(r"set\(FSRL_CODEGEN_PRIVATE_HEADERS\n(.*?)\)", listing, re.S).group(1)
+        sources = re.search(r"set\(FSRL_CODEGEN_SOURCES\n(.*?)\)", listing, re.S).group(1)
+        self.assertIn(generate.PREFIX + "_signal_adapter.h", installed)
+        self.assertNotIn("_impl.h", installed)
+        self.assertIn(generate.PREFIX + "_signal_adapter_impl.h", private)
+        self.assertIn(generate.PREFIX + "_signal_adapter.cpp", sources)
 
 
 class CTestRegistrationTest(unittest.TestCase):
