@@ -1,0 +1,153 @@
+// The HAL core of the "Initial" variant: the implementation object behind the left front side radar facade.
+#ifndef FSRL_INITIAL_INITIALFRONTSIDERADARLEFTHAL_P_H
+#define FSRL_INITIAL_INITIALFRONTSIDERADARLEFTHAL_P_H
+
+#include <array>
+#include <cstdint>
+#include <memory>
+
+#include "device_activator/device_activator.h"
+#include "frontsideradarlefthal.h"
+#include "frontsideradarlefthal_types.h"
+#include "initialfrontsideradarlefthal.h"
+#include "initialfrontsideradarlefthal_signal_adapter.h"
+#include "initialfrontsideradarlefthal_signal_groups.h"
+#include "log/logging_wrapper.h"
+#include "radarScanDataManager.h"
+#include "zol/afw/core/contextual_object.h"
+#include "zol/afw/core/error_code.h"
+#include "zol/afw/core/notifier.h"
+#include "zol/afw/core/status_or.h"
+#include "zol/mono_clock.h"
+
+namespace front_side_radar_left_hal {
+
+/// Everything the HAL needs at run time: the notifiers of its subscribers, the signal adapter that reads the radar's
+/// E2E-protected signal groups, the store of radar scans, the device activation client and one buffer per signal
+/// group it reads.
+///
+/// Construction never fails by return value: a missing signal adapter or device activation client is logged and
+/// leaves a core whose `ProcessFsrlInput` fails or whose device queries fail. All storage is fixed at construction;
+/// the object is large (the scan store alone holds 512 scans) and is therefore always heap-allocated, by
+/// `InitialFrontSideRadarLeftHal::Descriptor::Create`.
+///
+/// Not thread-safe: every operation, and every subscriber callback, runs on the owner's execution context. Callbacks
+/// run synchronously inside `ProcessFsrlInput`; they may call the getters.
+class InitialFrontSideRadarLeftHal::Impl final : public FrontSideRadarLeftHal::Impl {
+ public:
+  /// Builds the core below `parent` (may be null), which should already have an execution context.
+  explicit Impl(const zol::afw::core::ContextualObject* parent);
+  /// Tears the core down in reverse order of construction. A service-mode request stays in force.
+  ~Impl() override;
+
+  Impl(const Impl&) = delete;
+  Impl& operator=(const Impl&) = delete;
+  Impl(Impl&&) = delete;
+  Impl& operator=(Impl&&) = delete;
+
+  /// Forwards the request for device "FSRL" to the device activation service and returns the service's code;
+  /// `kFailure` for a value that is neither `kActive` nor `kInactive`.
+  zol::afw::core::ErrorCode RequestServiceMode(ServiceMode service_mode_state) override;
+  /// One processing cycle: lost-communication check, then status and detection groups into the scan store, and the
+  /// notifications of what became complete. `kFailure` when a group could not be read or there is no adapter.
+  zol::afw::core::ErrorCode ProcessFsrlInput() override;
+  /// The latest complete detection scan (defaults before the first one); always `kSuccess`.
+  zol::afw::core::StatusOr<radar_service::CornerRadarDetections> GetFsrlDetections() const override;
+  /// Subscribes to completed detection scans.
+  zol::afw::core::Subscription SubscribeToFsrlDetections(Callback callback) override;
+  /// The latest complete radar status (defaults before the first one); always `kSuccess`.
+  zol::afw::core::StatusOr<radar_service::RadarStatus> GetFsrlStatus() const override;
+  /// Subscribes to new radar status, which includes every cycle during lost communication.
+  zol::afw::core::Subscription SubscribeToFsrlStatus(Callback callback) override;
+  /// Whether device "FSRL" is requested active at the device activation service; `kInactive` when the service does
+  /// not list it, `kFailure` without a value when the service cannot be read.
+  zol::afw::core::StatusOr<ServiceMode> GetServiceMode() const override;
+  /// Subscribes to service-mode changes. The core does not observe them, so these subscribers are never called.
+  zol::afw::core::Subscription SubscribeToServiceMode(Callback callback) override;
+
+ private:
+  // Module tests look at the members to check the construction paths and what a cycle read.
+  friend class InitialFrontSideRadarLeftHalTestAccess;
+
+  using SignalAdapterPointer = decltype(initialfrontsideradarlefthal::SignalAdapter::Create(nullptr));
+
+  /// The time base of the cycle: the monotonic time of the core's dispatch queue.
+  zol::TimePoint Now() const;
+
+  /// Reads both status groups; status group 2 is only read after group 1 was read successfully.
+  bool FetchStatusData();
+  /// Reads the 40 detection groups in order and stops at the first that fails.
+  bool FetchDetectionData();
+  /// Starts the status slots of both status records (and the detection slot of status 1's scan), then translates.
+  void UpdateStatusData();
+  /// Publishes the status slots that became complete and notifies once per published slot.
+  void InvalidateStatusIfComplete();
+  /// Flags the scan id of every detection record read in this cycle.
+  void UpdateFetchedDetectionScanIds();
+  /// Starts the detection slot of every flagged scan id, then translates the 40 detection records.
+  void UpdateDetectionData();
+  /// Publishes the flagged detection slots that became complete, in ascending scan id, one notification each.
+  void InvalidateDetectionsIfComplete();
+  /// True when the device activation service reports an alive timeout for device "FSRL".
+  bool UpdateLostCom() const;
+
+  zol::afw::core::Notifier<void()> fsrl_detections_notifier_;
+  zol::afw::core::Notifier<void()> fsrl_status_notifier_;
+  zol::afw::core::Notifier<void()> service_mode_notifier_;
+  SignalAdapterPointer m_sig_adapter;
+  RadarScanDataManager m_radarScanDataManager;
+  /// Scan ids are 8-bit: every possible id has its own flag.
+  static constexpr std::uint16_t m_scan_id_variations = 256U;
+  std::array<bool, m_scan_id_variations> m_fetched_detection_scan_ids;
+  LoggingWrapper m_log_context;
+  device_activator::DeviceActivator m_device_activator;
+  bool m_loss_com{false};
+  bool m_sig_adapter_nullptr{false};
+  zol::TimePoint m_last_lost_com_check;
+  initialfrontsideradarlefthal::types::RSDS4SigSts1 m_signal_status1;
+  initialfrontsideradarlefthal::types::RSDS4SigSts2 m_signal_status2;
+  initialfrontsideradarlefthal::types::RSDS4Detn000To004 m_signal_detections_000to004;
+  initialfrontsideradarlefthal::types::RSDS4Detn005To009 m_signal_detections_005to009;
+  initialfrontsideradarlefthal::types::RSDS4Detn010To014 m_signal_detections_010to014;
+  initialfrontsideradarlefthal::types::RSDS4Detn015To019 m_signal_detections_015to019;
+  initialfrontsideradarlefthal::types::RSDS4Detn020To024 m_signal_detections_020to024;
+  initialfrontsideradarlefthal::types::RSDS4Detn025To029 m_signal_detections_025to029;
+  initialfrontsideradarlefthal::types::RSDS4Detn030To034 m_signal_detections_030to034;
+  initialfrontsideradarlefthal::types::RSDS4Detn035To039 m_signal_detections_035to039;
+  initialfrontsideradarlefthal::types::RSDS4Detn040To044 m_signal_detections_040to044;
+  initialfrontsideradarlefthal::types::RSDS4Detn045To049 m_signal_detections_045to049;
+  initialfrontsideradarlefthal::types::RSDS4Detn050To054 m_signal_detections_050to054;
+  initialfrontsideradarlefthal::types::RSDS4Detn055To059 m_signal_detections_055to059;
+  initialfrontsideradarlefthal::types::RSDS4Detn060To064 m_signal_detections_060to064;
+  initialfrontsideradarlefthal::types::RSDS4Detn065To069 m_signal_detections_065to069;
+  initialfrontsideradarlefthal::types::RSDS4Detn070To074 m_signal_detections_070to074;
+  initialfrontsideradarlefthal::types::RSDS4Detn075To079 m_signal_detections_075to079;
+  initialfrontsideradarlefthal::types::RSDS4Detn080To084 m_signal_detections_080to084;
+  initialfrontsideradarlefthal::types::RSDS4Detn085To089 m_signal_detections_085to089;
+  initialfrontsideradarlefthal::types::RSDS4Detn090To094 m_signal_detections_090to094;
+  initialfrontsideradarlefthal::types::RSDS4Detn095To099 m_signal_detections_095to099;
+  initialfrontsideradarlefthal::types::RSDS4Detn100To104 m_signal_detections_100to104;
+  initialfrontsideradarlefthal::types::RSDS4Detn105To109 m_signal_detections_105to109;
+  initialfrontsideradarlefthal::types::RSDS4Detn110To114 m_signal_detections_110to114;
+  initialfrontsideradarlefthal::types::RSDS4Detn115To119 m_signal_detections_115to119;
+  initialfrontsideradarlefthal::types::RSDS4Detn120To124 m_signal_detections_120to124;
+  initialfrontsideradarlefthal::types::RSDS4Detn125To129 m_signal_detections_125to129;
+  initialfrontsideradarlefthal::types::RSDS4Detn130To134 m_signal_detections_130to134;
+  initialfrontsideradarlefthal::types::RSDS4Detn135To139 m_signal_detections_135to139;
+  initialfrontsideradarlefthal::types::RSDS4Detn140To144 m_signal_detections_140to144;
+  initialfrontsideradarlefthal::types::RSDS4Detn145To149 m_signal_detections_145to149;
+  initialfrontsideradarlefthal::types::RSDS4Detn150To154 m_signal_detections_150to154;
+  initialfrontsideradarlefthal::types::RSDS4Detn155To159 m_signal_detections_155to159;
+  initialfrontsideradarlefthal::types::RSDS4Detn160To164 m_signal_detections_160to164;
+  initialfrontsideradarlefthal::types::RSDS4Detn165To169 m_signal_detections_165to169;
+  initialfrontsideradarlefthal::types::RSDS4Detn170To174 m_signal_detections_170to174;
+  initialfrontsideradarlefthal::types::RSDS4Detn175To179 m_signal_detections_175to179;
+  initialfrontsideradarlefthal::types::RSDS4Detn180To184 m_signal_detections_180to184;
+  initialfrontsideradarlefthal::types::RSDS4Detn185To189 m_signal_detections_185to189;
+  initialfrontsideradarlefthal::types::RSDS4Detn190To194 m_signal_detections_190to194;
+  initialfrontsideradarlefthal::types::RSDS4Detn195To199 m_signal_detections_195to199;
+};
+
+}  // namespace front_side_radar_left_hal
+
+#endif  // FSRL_INITIAL_INITIALFRONTSIDERADARLEFTHAL_P_H
