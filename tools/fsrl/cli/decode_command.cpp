@@ -1,0 +1,410 @@
+// `fsrl decode`: runs recorded radar frames through the HAL's real read path and prints what it reads.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "fsrl/candump_reader.h"
+#include "fsrl/frame_map.h"
+#include "fsrl/json_writer.h"
+#include "fsrl/record_printer.h"
+#include "fsrl_cli.h"
+#include "initialfrontsideradarlefthal_e2e_database.h"
+#include "initialfrontsideradarlefthal_signal_adapter.h"
+#include "initialfrontsideradarlefthal_signal_groups_meta.h"
+#include "zol/afw/core/error_code.h"
+#include "zol/afw/core/executable.h"
+#include "zol/afw/core/signal_property_status.h"
+#include "zol/afw/core/transaction.h"
+#include "zol/e2e/e2e_signal_group_property.h"
+#include "zol/log/logging.h"
+#include "zol/signalcomm/service.h"
+
+namespace fsrl {
+namespace {
+
+using zol::afw::core::ErrorCode;
+using zol::afw::core::SignalPropertyStatus;
+using zol::afw::core::SignalPropertyStatusCode;
+
+const char kDecodeHelp[] =
+    "Usage: fsrl decode [--frame-map FILE] [--strict] [--hal-log] LOG\n"
+    "\n"
+    "Decodes every radar frame of LOG, a `candump -l` log ('-' reads standard input), through the\n"
+    "HAL's own read path: the frame's payload is published to the signal communication service, a\n"
+    "transaction begins, and the group's E2E-protected property of the signal adapter is read\n"
+    "(profile 5 check, then decoding into the group's typed record). Frames are handled in file\n"
+    "order and the E2E state (counter) of every group carries over from frame to frame.\n"
+    "\n"
+    "Output (standard output), one JSON object per decoded frame and line:\n"
+    "  {\"t\": 1700000000.123456, \"group\": \"RSDS4Detn000To004\", \"result\": 0, \"status\": \"kE2eOk\",\n"
+    "   \"record\": {\"rsds4detn000to004range2\": 12.5, ...}}\n"
+    "  t       the frame's time stamp in seconds, exact: every nanosecond digit of the log, trailing\n"
+    "          zeros trimmed but at least 6 fractional digits kept\n"
+    "  group   the signal group the frame carries\n"
+    "  result  the read's error code as an integer (0 success, -1 failure, ...)\n"
+    "  status  the read's signal property status (kE2eOk, kE2eNoNewData, kE2eWrongCRC, kE2eRepeated,\n"
+    "          kE2eWrongSequence, ...)\n"
+    "  record  every field of the group's typed record in field order: physical values as the shortest\n"
+    "          decimal that reads back as the same double, integers and enumerations as integers.\n"
+    "          After a failed check the record holds what was decoded anyway; do not trust it.\n"
+    "\n"
+    "Frames: group i (0..51, in signal database order) is carried by standard id 0x400 + i\n"
+    "(0x400..0x433) unless --frame-map says otherwise. A group's payload is the first data_length/8\n"
+    "bytes of the frame (48 for a detection group, 50 for an object group, 61 and 21 for the two\n"
+    "status groups): a longer frame carries padding, a shorter one is used as received (the missing\n"
+    "bytes read as zero, so its CRC check fails). Frames of other ids, remote requests and error\n"
+    "frames are skipped and counted.\n"
+    "\n"
+    "Options:\n"
+    "  --frame-map FILE  take the frame map from FILE: one GROUP_NAME,CAN_ID_HEX per line (for example\n"
+    "                    RSDS4SigSts1,432), '#' starts a comment, blank lines are ignored. An id written\n"
+    "                    with 8 hex digits, or above 7FF, is extended. Groups not listed are not received.\n"
+    "  --strict          stop at the first malformed line, with exit status 2, instead of skipping it\n"
+    "  --hal-log         show the HAL's own log messages on standard error (by default they are only\n"
+    "                    counted: every failed read is already in the output)\n"
+    "  -h, --help        show this help\n"
+    "\n"
+    "Diagnostics (standard error): every malformed line as FILE:LINE: reason (FILE is <stdin> for\n"
+    "standard input), and at the end a summary: lines and frames read, frames decoded per group and\n"
+    "status, frames skipped, malformed lines.\n"
+    "\n"
+    "Exit status: 0 success (also when malformed lines were skipped), 1 when LOG cannot be read,\n"
+    "the output cannot be written or the HAL cannot be set up, 2 on a usage error, an invalid frame\n"
+    "map, or a malformed line under --strict.\n";
+
+struct DecodeOptions {
+  std::string frame_map_path;
+  bool strict = false;
+  bool hal_log = false;
+  bool help = false;
+  std::string log_path;
+};
+
+// Returns an empty string on success, else what is wrong with the command line.
+std::string ParseOptions(const std::vector<std::string>& args, DecodeOptions& options) {
+  bool have_log = false;
+  bool options_ended = false;
+  for (std::size_t i = 0; i < args.size(); ++i) {
+    const std::string& arg = args[i];
+    if (!options_ended && arg.size() > 1 && arg[0] == '-') {
+      if (arg == "--") {
+        options_ended = true;
+      } else if (arg == "-h" || arg == "--help") {
+        options.help = true;
+      } else if (arg == "--strict") {
+        options.strict = true;
+      } else if (arg == "--hal-log") {
+        options.hal_log = true;
+      } else if (arg == "--frame-map") {
+        if (i + 1 == args.size()) {
+          return "option '--frame-map' needs a FILE argument";
+        }
+        options.frame_map_path = args[++i];
+      } else if (arg.compare(0, 12, "--frame-map=") == 0) {
+        options.frame_map_path = arg.substr(12);
+        if (options.frame_map_path.empty()) {
+          return "option '--frame-map' needs a FILE argument";
+        }
+      } else {
+        return "unknown option '" + arg + "'";
+      }
+      continue;
+    }
+    if (have_log) {
+      return "more than one LOG argument ('" + options.log_path + "', '" + arg + "')";
+    }
+    options.log_path = arg;
+    have_log = true;
+  }
+  if (!have_log && !options.help) {
+    return "missing LOG argument (a candump log file, or '-' for standard input)";
+  }
+  return {};
+}
+
+// Keeps the HAL's log lines off the terminal unless asked for: a damaged recording makes the adapter log every
+// failed check, which the output already reports frame by frame.
+class HalLogSink : public zol::log::Sink {
+ public:
+  HalLogSink(std::FILE* err, bool forward) : err_(err), forward_(forward) {}
+  void Write(const zol::log::LogRecord& record) override {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    ++count_;
+    if (forward_) {
+      std::fprintf(err_, "[%.*s] %s: %.*s\n", static_cast<int>(record.context_id.size()), record.context_id.data(),
+                   zol::log::ToString(record.level), static_cast<int>(record.message.size()), record.message.data());
+    }
+  }
+  std::uint64_t count() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return count_;
+  }
+
+ private:
+  std::FILE* err_;
+  bool forward_;
+  mutable std::mutex mutex_;
+  std::uint64_t count_ = 0;
+};
+
+// Reads one group's property into its record; one instantiation per record type, reached through a table so
+// that the per-frame dispatch on the group index is a single indirect call.
+using ReadFunction = ErrorCode (*)(const void* property, void* record, SignalPropertyStatus* status);
+
+template <typename Record>
+ErrorCode ReadGroup(const void* property, void* record, SignalPropertyStatus* status) {
+  return static_cast<const zol::e2e::E2ESignalGroupProperty<Record>*>(property)->get(static_cast<Record*>(record),
+                                                                                     status);
+}
+
+struct GroupReader {
+  std::shared_ptr<void> property;
+  std::shared_ptr<void> record;
+  ReadFunction read = nullptr;
+};
+
+std::array<GroupReader, kGroupCount> MakeReaders(const initialfrontsideradarlefthal::SignalAdapter& adapter) {
+  // The X-macro may name record types with or without their namespace; both resolve here.
+  using namespace initialfrontsideradarlefthal;         // NOLINT(google-build-using-namespace)
+  using namespace initialfrontsideradarlefthal::types;  // NOLINT(google-build-using-namespace)
+  std::array<GroupReader, kGroupCount> readers;
+#define FSRL_DECODE_READER(index, Record, stem)                                                         \
+  static_assert(meta::GroupIndexOf<Record>::value == (index), "adapter groups follow the table order"); \
+  readers[(index)] = GroupReader{adapter.stem(), std::make_shared<Record>(), &ReadGroup<Record>};
+  FSRL_FOR_EACH_SIGNAL_GROUP(FSRL_DECODE_READER)
+#undef FSRL_DECODE_READER
+  return readers;
+}
+
+std::size_t StatusSlot(SignalPropertyStatusCode code) {
+  int value = static_cast<int>(code);
+  if (value < kMinStatusCode || value > kMaxStatusCode) {
+    value = 0;  // unknown codes are counted as kNotAvailable
+  }
+  return static_cast<std::size_t>(value - kMinStatusCode);
+}
+
+void PrintSummary(std::FILE* err, const DecodeStats& stats, bool hal_log_shown) {
+  // Good outcomes first, then the E2E failures, then what a typed read does not normally report.
+  static const SignalPropertyStatusCode kOrder[] = {SignalPropertyStatusCode::kE2eOk,
+                                                    SignalPropertyStatusCode::kE2eNoNewData,
+                                                    SignalPropertyStatusCode::kE2eWrongCRC,
+                                                    SignalPropertyStatusCode::kE2eRepeated,
+                                                    SignalPropertyStatusCode::kE2eWrongSequence,
+                                                    SignalPropertyStatusCode::kLostComm,
+                                                    SignalPropertyStatusCode::kNotAvailable,
+                                                    SignalPropertyStatusCode::kNoNewData,
+                                                    SignalPropertyStatusCode::kDataUpdated,
+                                                    SignalPropertyStatusCode::kDataModified};
+  static_assert(sizeof kOrder / sizeof kOrder[0] == kStatusCodeCount, "every status code is listed once");
+  std::fprintf(err,
+               "fsrl decode: %llu lines, %llu frames read, %llu decoded, %llu unmapped frames skipped, "
+               "%llu remote frames skipped, %llu error frames skipped, %llu malformed lines\n",
+               static_cast<unsigned long long>(stats.lines), static_cast<unsigned long long>(stats.frames),
+               static_cast<unsigned long long>(stats.decoded), static_cast<unsigned long long>(stats.unmapped),
+               static_cast<unsigned long long>(stats.remote), static_cast<unsigned long long>(stats.error_frames),
+               static_cast<unsigned long long>(stats.malformed));
+  for (std::size_t group = 0; group < kGroupCount; ++group) {
+    std::string line;
+    for (const SignalPropertyStatusCode code : kOrder) {
+      const std::uint64_t count = stats.by_status[group][StatusSlot(code)];
+      if (count == 0) {
+        continue;
+      }
+      line += line.empty() ? "" : ", ";
+      line += std::to_string(count) + " " + zol::afw::core::ToString(code);
+    }
+    if (!line.empty()) {
+      const std::string_view name = GroupName(group);
+      std::fprintf(err, "fsrl decode:   %.*s: %s\n", static_cast<int>(name.size()), name.data(), line.c_str());
+    }
+  }
+  if (stats.hal_log_lines != 0 && !hal_log_shown) {
+    std::fprintf(err, "fsrl decode: the HAL logged %llu message(s); --hal-log shows them\n",
+                 static_cast<unsigned long long>(stats.hal_log_lines));
+  }
+}
+
+// The input descriptor, closed on every path out unless it is standard input.
+class InputFile {
+ public:
+  explicit InputFile(const std::string& path) {
+    if (path == "-") {
+      fd_ = STDIN_FILENO;
+      display_name_ = "<stdin>";
+    } else {
+      fd_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+      error_ = fd_ < 0 ? errno : 0;
+      display_name_ = path;
+      owned_ = fd_ >= 0;
+    }
+  }
+  ~InputFile() {
+    if (owned_) {
+      ::close(fd_);
+    }
+  }
+  InputFile(const InputFile&) = delete;
+  InputFile& operator=(const InputFile&) = delete;
+  InputFile(InputFile&&) = delete;
+  InputFile& operator=(InputFile&&) = delete;
+  int fd() const { return fd_; }
+  const std::string& display_name() const { return display_name_; }
+  /// errno of a failed open, 0 otherwise.
+  int error() const { return error_; }
+
+ private:
+  int fd_ = -1;
+  int error_ = 0;
+  bool owned_ = false;
+  std::string display_name_;
+};
+
+}  // namespace
+
+int RunDecode(const std::vector<std::string>& args, std::FILE* out, std::FILE* err, DecodeStats* stats_out) {
+  DecodeOptions options;
+  const std::string usage_error = ParseOptions(args, options);
+  if (!usage_error.empty()) {
+    std::fprintf(err, "fsrl decode: %s\nTry 'fsrl decode --help' for more information.\n", usage_error.c_str());
+    return kExitUsage;
+  }
+  if (options.help) {
+    std::fputs(kDecodeHelp, out);
+    return kExitOk;
+  }
+
+  FrameMap frame_map = FrameMap::Default();
+  if (!options.frame_map_path.empty()) {
+    std::string map_error;
+    if (!FrameMap::Load(options.frame_map_path, frame_map, map_error)) {
+      std::fprintf(err, "fsrl decode: %s\n", map_error.c_str());
+      return kExitUsage;
+    }
+  }
+
+  InputFile input(options.log_path);
+  if (input.fd() < 0) {
+    std::fprintf(err, "fsrl decode: cannot open '%s': %s\n", options.log_path.c_str(), std::strerror(input.error()));
+    return kExitFailure;
+  }
+
+  HalLogSink log_sink(err, options.hal_log);
+  const zol::log::ScopedSink scoped_sink(&log_sink);
+
+  // The same set-up an application has: the service knows the radar's groups, and the adapter hangs below an
+  // executable that provides its execution context. The context's queue stays idle: invalidation tasks are
+  // then dropped by the adapter, and every read below fetches the group cache itself.
+  auto& service = zol::signalcomm::Service::Instance();
+  service.DefineSignalGroups(initialfrontsideradarlefthal_signal_groups,
+                             initialfrontsideradarlefthal_signal_group_count);
+  zol::afw::core::Executable executable("fsrl");
+  auto adapter = initialfrontsideradarlefthal::SignalAdapter::Create(&executable);
+  if (!adapter) {
+    std::fprintf(err, "fsrl decode: the HAL's signal adapter could not be set up\n");
+    return kExitFailure;
+  }
+  const std::array<GroupReader, kGroupCount> readers = MakeReaders(*adapter);
+  std::array<SignalComm_Name_t, kGroupCount> identities{};
+  std::array<std::string_view, kGroupCount> names{};
+  for (std::size_t group = 0; group < kGroupCount; ++group) {
+    names[group] = GroupName(group);
+    identities[group] = service.IdentityOf(zol::string_view(names[group].data(), names[group].size()));
+  }
+
+  DecodeStats stats;
+  OutputBuffer output(out);
+  JsonWriter json(output);
+  CandumpReader reader(input.fd());
+  CanFrame frame;
+  int status = kExitOk;
+  bool stop = false;
+  while (!stop) {
+    const CandumpReader::Result result = reader.Next(frame);
+    if (result == CandumpReader::Result::kEnd) {
+      break;
+    }
+    if (result == CandumpReader::Result::kReadError) {
+      std::fprintf(err, "fsrl decode: %s: read error: %s\n", input.display_name().c_str(), reader.reason());
+      status = kExitFailure;
+      break;
+    }
+    if (result == CandumpReader::Result::kMalformed) {
+      ++stats.malformed;
+      // Output written so far goes out first, so that the report and the output agree on where it stopped.
+      if (options.strict) {
+        output.Flush();
+      }
+      std::fprintf(err, "%s:%llu: %s\n", input.display_name().c_str(),
+                   static_cast<unsigned long long>(reader.line_number()), reader.reason());
+      if (options.strict) {
+        status = kExitUsage;
+        stop = true;
+      }
+      continue;
+    }
+    ++stats.frames;
+    if (frame.remote) {
+      ++stats.remote;
+      continue;
+    }
+    if (frame.error) {
+      ++stats.error_frames;
+      continue;
+    }
+    const int group_index = frame_map.GroupOf(frame.id, frame.extended);
+    if (group_index < 0) {
+      ++stats.unmapped;
+      continue;
+    }
+    const auto group = static_cast<std::size_t>(group_index);
+    const GroupReader& group_reader = readers[group];
+
+    service.Publish(identities[group],
+                    zol::memory::span<const std::uint8_t>(frame.data, GroupPayloadBytes(group, frame)));
+    zol::afw::core::Transaction::Begin();
+    SignalPropertyStatus property_status;
+    const ErrorCode read_result =
+        group_reader.read(group_reader.property.get(), group_reader.record.get(), &property_status);
+    ++stats.decoded;
+    ++stats.by_status[group][StatusSlot(property_status.status_code_)];
+
+    char seconds[32];
+    json.BeginObject();
+    json.Key("t");
+    json.RawNumber(std::string_view(seconds, FormatSeconds(frame.timestamp_ns, seconds)));
+    json.Key("group");
+    json.String(names[group]);
+    json.Key("result");
+    json.Int(static_cast<std::int32_t>(read_result));
+    json.Key("status");
+    json.String(zol::afw::core::ToString(property_status.status_code_));
+    json.Key("record");
+    WriteRecord(json, group, group_reader.record.get());
+    json.EndObject();
+    json.EndLine();
+    if (output.failed()) {
+      break;
+    }
+  }
+  stats.lines = reader.lines_read();
+  if (!output.Flush()) {
+    std::fprintf(err, "fsrl decode: cannot write the output: %s\n", std::strerror(output.error_number()));
+    status = kExitFailure;
+  }
+  stats.hal_log_lines = log_sink.count();
+  PrintSummary(err, stats, options.hal_log);
+  if (stats_out != nullptr) {
+    *stats_out = stats;
+  }
+  return status;
+}
+
+}  // namespace fsrl

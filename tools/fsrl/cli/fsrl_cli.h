@@ -1,0 +1,50 @@
+/// @file
+/// @brief The `fsrl` command line as functions, so that tests run exactly what the executable runs.
+#ifndef FSRL_CLI_FSRL_CLI_H
+#define FSRL_CLI_FSRL_CLI_H
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "fsrl/frame_map.h"
+
+namespace fsrl {
+
+/// Exit statuses of every subcommand.
+constexpr int kExitOk = 0;
+constexpr int kExitFailure = 1;  ///< the environment failed: a file cannot be opened or written, set-up failed
+constexpr int kExitUsage = 2;    ///< bad command line or, where the command says so, bad input
+
+/// @brief Runs `fsrl` with @p args (the arguments after the program name), writing to @p out and @p err.
+int RunFsrl(const std::vector<std::string>& args, std::FILE* out, std::FILE* err);
+
+/// Statuses a property read can report, from kLostComm (-4) to kDataModified (5).
+constexpr int kMinStatusCode = -4;
+constexpr int kMaxStatusCode = 5;
+constexpr std::size_t kStatusCodeCount = kMaxStatusCode - kMinStatusCode + 1;
+
+/// What `fsrl decode` counted.
+struct DecodeStats {
+  std::uint64_t lines = 0;          ///< input lines, blank and malformed included
+  std::uint64_t frames = 0;         ///< well-formed frame lines
+  std::uint64_t decoded = 0;        ///< frames handed to the HAL
+  std::uint64_t unmapped = 0;       ///< data frames of an id the frame map does not know
+  std::uint64_t remote = 0;         ///< remote requests (no data to decode)
+  std::uint64_t error_frames = 0;   ///< error frames (no data to decode)
+  std::uint64_t malformed = 0;      ///< malformed lines
+  std::uint64_t hal_log_lines = 0;  ///< log lines the HAL wrote during the run
+  /// frames decoded per group and status code (index: code - kMinStatusCode)
+  std::array<std::array<std::uint64_t, kStatusCodeCount>, kGroupCount> by_status{};
+};
+
+/// @brief `fsrl decode`: @p args are the arguments after "decode". When @p stats is not null it receives the
+/// counts that the summary on @p err reports.
+int RunDecode(const std::vector<std::string>& args, std::FILE* out, std::FILE* err, DecodeStats* stats = nullptr);
+
+}  // namespace fsrl
+
+#endif  // FSRL_CLI_FSRL_CLI_H

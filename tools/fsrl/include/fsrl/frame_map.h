@@ -1,0 +1,110 @@
+/// @file
+/// @brief Which CAN frame carries which of the radar's 52 signal groups, and which bytes of it are the group.
+#ifndef FSRL_FRAME_MAP_H
+#define FSRL_FRAME_MAP_H
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "fsrl/candump_reader.h"
+
+namespace fsrl {
+
+/// Number of signal groups the radar sends.
+constexpr std::size_t kGroupCount = 52;
+
+/// A CAN identifier as a log writes it: 11-bit standard or 29-bit extended.
+struct CanId {
+  std::uint32_t id = 0;
+  bool extended = false;
+};
+
+/// @brief A one-to-one map between signal groups (by group index) and CAN identifiers.
+///
+/// Groups without an identifier are simply not received; frames with an identifier of no group are not radar
+/// frames.
+class FrameMap {
+ public:
+  /// Identifier of group 0 in the default map; group i uses kDefaultBaseId + i, all standard.
+  static constexpr std::uint32_t kDefaultBaseId = 0x400;
+
+  /// @brief An empty map: no group has an identifier.
+  FrameMap();
+
+  /// @brief The default map: group i on standard id 0x400 + i (0x400..0x433).
+  static FrameMap Default();
+
+  /// @brief Parses a map file's text.
+  ///
+  /// One mapping per line, `GROUP_NAME,CAN_ID_HEX`, blanks around either field ignored. `#` starts a comment that
+  /// runs to the line end; empty lines are skipped. The id is hex with an optional `0x`; written with exactly 8
+  /// digits it is an extended id (as candump writes them), otherwise it is standard when it fits 11 bits and
+  /// extended up to 1FFFFFFF. An unknown group name, a group mapped twice and an id used twice are errors.
+  /// @param text the file's contents
+  /// @param file_name used in the error message
+  /// @param map receives the mapping on success (only then)
+  /// @param error receives `FILE:LINE: reason` on failure
+  /// @return true on success
+  static bool Parse(std::string_view text, const std::string& file_name, FrameMap& map, std::string& error);
+
+  /// @brief Reads and parses a map file; on failure @p error says why (`FILE:LINE: reason`, or `FILE: reason`
+  /// when the file cannot be read).
+  static bool Load(const std::string& path, FrameMap& map, std::string& error);
+
+  /// @brief Maps @p group_index to @p can_id; false (and nothing changes) if either is already mapped, the
+  /// group index is out of range or the id is out of range.
+  bool Add(std::size_t group_index, CanId can_id);
+
+  /// @brief The group index carried by a frame with this identifier, or -1.
+  int GroupOf(std::uint32_t id, bool extended) const {
+    if (!extended) {
+      return id < standard_.size() ? standard_[id] : -1;
+    }
+    return FindExtended(id);
+  }
+
+  /// @brief The group index carried by @p frame, or -1 (remote and error frames carry no group).
+  int GroupOf(const CanFrame& frame) const {
+    return (frame.remote || frame.error) ? -1 : GroupOf(frame.id, frame.extended);
+  }
+
+  /// @brief Whether @p group_index has an identifier, and which.
+  bool IdOf(std::size_t group_index, CanId& can_id) const;
+
+  /// @brief Number of mapped groups.
+  std::size_t size() const { return mapped_count_; }
+
+ private:
+  int FindExtended(std::uint32_t id) const;
+
+  std::array<std::int8_t, 0x800> standard_{};                    // group index by standard id, -1 if none
+  std::vector<std::pair<std::uint32_t, std::int8_t>> extended_;  // sorted by id
+  std::array<CanId, kGroupCount> ids_{};
+  std::array<bool, kGroupCount> mapped_{};
+  std::size_t mapped_count_ = 0;
+};
+
+/// @brief Payload length of a group in bytes (`data_length / 8` of its database record); 0 for a bad index.
+std::size_t GroupPayloadLength(std::size_t group_index);
+
+/// @brief Name of a group as the signal service and the database know it, or "" for a bad index.
+std::string_view GroupName(std::size_t group_index);
+
+/// @brief Index of the group called @p name, or -1.
+int FindGroup(std::string_view name);
+
+/// @brief The number of bytes of @p frame that form the payload of @p group_index: the group's payload length
+/// when the frame is longer (the rest is padding to a CAN FD length), else all the frame's bytes.
+inline std::size_t GroupPayloadBytes(std::size_t group_index, const CanFrame& frame) {
+  const std::size_t group_length = GroupPayloadLength(group_index);
+  return frame.length < group_length ? frame.length : group_length;
+}
+
+}  // namespace fsrl
+
+#endif  // FSRL_FRAME_MAP_H
