@@ -15,6 +15,8 @@ const char kUsage[] =
     "Commands:\n"
     "  decode    decode every radar frame of a candump log through the HAL's signal adapter\n"
     "            (E2E check and decoding) and print one JSON object per frame\n"
+    "  replay    run the whole HAL over a candump log in virtual time and print the published\n"
+    "            detection scans and statuses as JSON lines\n"
     "  help      show this text, or `fsrl help <command>` for a command's help\n"
     "\n"
     "Exit status: 0 success, 1 failure (a file could not be read or written, set-up failed),\n"
@@ -30,7 +32,7 @@ struct Command {
 int Decode(const std::vector<std::string>& args, std::FILE* out, std::FILE* err) { return RunDecode(args, out, err); }
 
 const Command kCommands[] = {
-    {"decode", &Decode},
+    {"decode", &Decode}, {"replay", &RunReplay},
 };
 
 const Command* FindCommand(const std::string& name) {

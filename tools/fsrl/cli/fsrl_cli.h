@@ -45,6 +45,9 @@ struct DecodeStats {
 /// counts that the summary on @p err reports.
 int RunDecode(const std::vector<std::string>& args, std::FILE* out, std::FILE* err, DecodeStats* stats = nullptr);
 
+/// @brief `fsrl replay`: the whole HAL over a candump log in virtual time (arguments after "replay").
+int RunReplay(const std::vector<std::string>& args, std::FILE* out, std::FILE* err);
+
 }  // namespace fsrl
 
 #endif  // FSRL_CLI_FSRL_CLI_H

@@ -1,0 +1,412 @@
+// `fsrl replay`: the whole HAL over a recorded log, in the log's own (virtual) time.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "fsrl/candump_reader.h"
+#include "fsrl/frame_map.h"
+#include "fsrl/replay.h"
+#include "fsrl_cli.h"
+
+namespace fsrl {
+namespace {
+
+static_assert(kReplayOk == kExitOk && kReplayFailed == kExitFailure, "the replay's results are exit statuses");
+
+const char kReplayHelp[] =
+    "Usage: fsrl replay [--cycle-ms N] [--alive-timeout-ms N] [--frame-map FILE] [--out FILE]\n"
+    "                   [--summary-json FILE] [--hal-log] LOG\n"
+    "\n"
+    "Runs the real HAL over LOG, a `candump -l` log ('-' reads standard input), in virtual time, and prints\n"
+    "every detection scan and status it publishes. The HAL is created as an application creates it\n"
+    "(FrontSideRadarLeftHal::Create with instance \"NoInstanceId\", below an executable whose execution\n"
+    "context runs the signal adapter's tasks between cycles) and subscribed to detections and to status.\n"
+    "\n"
+    "Time: the platform clock follows the log. t0 is the first frame's time stamp; cycle k (k = 1, 2, ...)\n"
+    "runs at T_k = t0 + k x N ms (--cycle-ms). Before cycle k, every frame stamped below T_k is handed to the\n"
+    "signal communication service in file order, with the clock at the frame's time stamp (a frame stamped\n"
+    "earlier than one before it arrives at the clock's current time: the clock never runs backwards). A frame\n"
+    "stamped exactly T_k belongs to cycle k + 1. Each cycle sets the clock to T_k, begins a transaction and\n"
+    "calls ProcessFsrlInput. The replay ends after the first cycle whose T_k is at or beyond the latest frame\n"
+    "time stamp plus one cycle. Gaps in the log are replayed cycle by cycle like any other time.\n"
+    "Alive supervision: when no radar frame arrived for longer than the alive timeout\n"
+    "(--alive-timeout-ms), device \"FSRL\" reports an alive timeout, the HAL treats communication as lost and\n"
+    "publishes a status with a communication fault in every cycle until frames arrive again.\n"
+    "\n"
+    "Input rules are those of `fsrl decode`: group i (0..51, in signal database order) is carried by\n"
+    "standard id 0x400 + i unless --frame-map says otherwise; a group's payload is the first data_length/8\n"
+    "bytes of the frame (longer frames carry padding, shorter ones are used as received); frames of other\n"
+    "ids, remote requests and error frames are skipped and counted; a malformed line is reported as\n"
+    "FILE:LINE: reason and skipped.\n"
+    "\n"
+    "Output (--out FILE, or standard output): one JSON object per notification and line, in the order the\n"
+    "HAL notified; within a cycle the status comes before the detections. On each notification the matching\n"
+    "getter is called and its value written:\n"
+    "  {\"type\": \"detections\", \"t\": T_k, \"scan_id\": N, \"is_valid\": B,\n"
+    "   \"time_stamps\": {\"short_range\": I, \"near_range\": I, \"mid_range\": I, \"long_range\": I},\n"
+    "   \"mounting\": {\"x_offset\": F, \"y_offset\": F, \"phi_offset\": F},\n"
+    "   \"detections\": [200 x {\"snr\": F, \"rcs\": F, \"azimuth\": F, \"elevation\": F, \"range\": F,\n"
+    "                    \"range_rate\": F, \"is_dynamic\": B, \"mode\": \"kMidRange\",\n"
+    "                    \"quality_aggregated\": \"kHigh\"}]}\n"
+    "  {\"type\": \"status\", \"t\": T_k, \"scan_id\": N, \"azimuth_alignment_error\": F,\n"
+    "   \"elevation_alignment_error\": F, \"blockage\": \"kNoBlockage\", \"interference\": \"kNoInterference\",\n"
+    "   \"calibration_status\": \"kComplete\", \"fault_reason\": {\"is_communication_faulty\": B,\n"
+    "   \"is_hardware_faulty\": B, \"is_software_faulty\": B, \"is_car_config_faulty\": B,\n"
+    "   \"is_system_safety_faulty\": B, \"is_calibration_faulty\": B}, \"is_sensor_status_on\": B,\n"
+    "   \"is_transmission_activated\": B, \"is_system_failing\": B, \"is_time_sync_ok\": B,\n"
+    "   \"flr_temperature\": F}\n"
+    "  t   T_k of the cycle in seconds on the log's time base, exact to the nanosecond (at least 6\n"
+    "      fractional digits)\n"
+    "  F   the shortest decimal that reads back (as single precision) as exactly the value the HAL holds\n"
+    "  I   an integer (the radar's time stamps, taken as signed 64-bit)\n"
+    "  enumerations by their enumerator's name: mode kShortRange, kNearRange, kMidRange, kLongRange;\n"
+    "  quality_aggregated kLow, kMid, kHigh, kUnknown; blockage kBlockageUnknown, kFullBlockage,\n"
+    "  kNoBlockage; interference kInterferenceUnknown, kFullInterference, kNoInterference;\n"
+    "  calibration_status kNotStarted, kNotComplete, kComplete (a value without a name is written as\n"
+    "  its integer).\n"
+    "\n"
+    "Options:\n"
+    "  --cycle-ms N          cycle period in whole milliseconds, 1 to 86400000 (default 50)\n"
+    "  --alive-timeout-ms N  alive timeout of the radar in whole milliseconds, 1 to 86400000 (default 200)\n"
+    "  --frame-map FILE      take the frame map from FILE: one GROUP_NAME,CAN_ID_HEX per line, as for\n"
+    "                        `fsrl decode` (see `fsrl decode --help`)\n"
+    "  --out FILE            write the JSON lines to FILE instead of standard output\n"
+    "  --summary-json FILE   write a summary as one JSON object to FILE: \"cycles\" run, \"failed_cycles\"\n"
+    "                        (ProcessFsrlInput returned kFailure), \"lost_comm_cycles\" (cycles in lost\n"
+    "                        communication) and \"lost_comm_periods\" ([{\"from\": T, \"until\": T or null}]),\n"
+    "                        \"detection_scans\" and \"status_publications\" written, \"frames\" read,\n"
+    "                        \"frames_handed_over\" and \"frames_per_group\" (by group name),\n"
+    "                        \"unmapped_frames\", \"remote_frames\", \"error_frames\", \"malformed_lines\",\n"
+    "                        \"process_fsrl_input_us\" ({\"p50\", \"p99\", \"max\"}: wall-clock time of one\n"
+    "                        ProcessFsrlInput call in microseconds, the subscribers' getter calls\n"
+    "                        included), \"t0\", \"cycle_ms\", \"alive_timeout_ms\" and \"hal_log_lines\"\n"
+    "  --hal-log             show the HAL's own log messages on standard error (by default they are only\n"
+    "                        counted)\n"
+    "  -h, --help            show this help\n"
+    "\n"
+    "Diagnostics (standard error): every malformed line as FILE:LINE: reason (FILE is <stdin> for standard\n"
+    "input), and at the end a short summary: frames read and handed over, cycles run, failed and in lost\n"
+    "communication, scans and statuses written, ProcessFsrlInput time. When standard error is a terminal\n"
+    "(and the JSON lines do not go to it too) a replay that takes longer than a second shows its progress.\n"
+    "\n"
+    "Exit status: 0 success (also when malformed lines were skipped or cycles failed), 1 when LOG cannot be\n"
+    "read, an output file cannot be written or the HAL cannot be set up, 2 on a usage error or an invalid\n"
+    "frame map.\n";
+
+constexpr std::int64_t kNsPerMs = 1000000;
+constexpr std::uint64_t kMaxMilliseconds = 86400000;  // one day; keeps every cycle time far from overflow
+
+struct CommandOptions {
+  std::uint64_t cycle_ms = 50;
+  std::uint64_t alive_timeout_ms = 200;
+  std::string frame_map_path;
+  std::string out_path;
+  std::string summary_path;
+  bool hal_log = false;
+  bool help = false;
+  std::string log_path;
+};
+
+bool ParseMilliseconds(const std::string& text, std::uint64_t& value) {
+  if (text.empty() || text.size() > 9) {
+    return false;
+  }
+  std::uint64_t parsed = 0;
+  for (const char c : text) {
+    if (c < '0' || c > '9') {
+      return false;
+    }
+    parsed = parsed * 10 + static_cast<std::uint64_t>(c - '0');
+  }
+  if (parsed < 1 || parsed > kMaxMilliseconds) {
+    return false;
+  }
+  value = parsed;
+  return true;
+}
+
+// Takes the value of an option given as "--name VALUE" or "--name=VALUE". Returns false when @p arg is not that
+// option; @p error is set when it is but its value is missing.
+bool OptionValue(const std::vector<std::string>& args, std::size_t& i, const std::string& name, std::string& value,
+                 std::string& error) {
+  const std::string& arg = args[i];
+  if (arg == name) {
+    if (i + 1 == args.size()) {
+      error = "option '" + name + "' needs an argument";
+    } else {
+      value = args[++i];
+    }
+    return true;
+  }
+  if (arg.size() > name.size() && arg.compare(0, name.size(), name) == 0 && arg[name.size()] == '=') {
+    value = arg.substr(name.size() + 1);
+    if (value.empty()) {
+      error = "option '" + name + "' needs an argument";
+    }
+    return true;
+  }
+  return false;
+}
+
+// Returns an empty string on success, else what is wrong with the command line.
+std::string ParseOptions(const std::vector<std::string>& args, CommandOptions& options) {
+  bool have_log = false;
+  bool options_ended = false;
+  for (std::size_t i = 0; i < args.size(); ++i) {
+    const std::string& arg = args[i];
+    if (!options_ended && arg.size() > 1 && arg[0] == '-') {
+      std::string value;
+      std::string error;
+      if (arg == "--") {
+        options_ended = true;
+      } else if (arg == "-h" || arg == "--help") {
+        options.help = true;
+      } else if (arg == "--hal-log") {
+        options.hal_log = true;
+      } else if (OptionValue(args, i, "--cycle-ms", value, error) ||
+                 OptionValue(args, i, "--alive-timeout-ms", value, error)) {
+        if (!error.empty()) {
+          return error;
+        }
+        const bool cycle = arg.compare(0, 10, "--cycle-ms") == 0;
+        if (!ParseMilliseconds(value, cycle ? options.cycle_ms : options.alive_timeout_ms)) {
+          return std::string("option '") + (cycle ? "--cycle-ms" : "--alive-timeout-ms") +
+                 "' needs a whole number of milliseconds from 1 to 86400000, not '" + value + "'";
+        }
+      } else if (OptionValue(args, i, "--frame-map", value, error)) {
+        if (!error.empty()) {
+          return error;
+        }
+        options.frame_map_path = value;
+      } else if (OptionValue(args, i, "--out", value, error)) {
+        if (!error.empty()) {
+          return error;
+        }
+        options.out_path = value;
+      } else if (OptionValue(args, i, "--summary-json", value, error)) {
+        if (!error.empty()) {
+          return error;
+        }
+        options.summary_path = value;
+      } else {
+        return "unknown option '" + arg + "'";
+      }
+      continue;
+    }
+    if (have_log) {
+      return "more than one LOG argument ('" + options.log_path + "', '" + arg + "')";
+    }
+    options.log_path = arg;
+    have_log = true;
+  }
+  if (!have_log && !options.help) {
+    return "missing LOG argument (a candump log file, or '-' for standard input)";
+  }
+  return {};
+}
+
+// The input descriptor, closed on every path out unless it is standard input.
+class InputFile {
+ public:
+  explicit InputFile(const std::string& path) {
+    if (path == "-") {
+      fd_ = STDIN_FILENO;
+      display_name_ = "<stdin>";
+    } else {
+      fd_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+      error_ = fd_ < 0 ? errno : 0;
+      display_name_ = path;
+      owned_ = fd_ >= 0;
+    }
+  }
+  ~InputFile() {
+    if (owned_) {
+      ::close(fd_);
+    }
+  }
+  InputFile(const InputFile&) = delete;
+  InputFile& operator=(const InputFile&) = delete;
+  InputFile(InputFile&&) = delete;
+  InputFile& operator=(InputFile&&) = delete;
+  int fd() const { return fd_; }
+  const std::string& display_name() const { return display_name_; }
+  int error() const { return error_; }
+
+ private:
+  int fd_ = -1;
+  int error_ = 0;
+  bool owned_ = false;
+  std::string display_name_;
+};
+
+// An output file opened by the command, closed on every path out; closing reports write errors that were still
+// buffered.
+class OutputFile {
+ public:
+  OutputFile() = default;
+  ~OutputFile() { Close(); }
+  OutputFile(const OutputFile&) = delete;
+  OutputFile& operator=(const OutputFile&) = delete;
+  OutputFile(OutputFile&&) = delete;
+  OutputFile& operator=(OutputFile&&) = delete;
+
+  bool Open(const std::string& path) {
+    file_ = std::fopen(path.c_str(), "wb");
+    error_ = file_ == nullptr ? errno : 0;
+    return file_ != nullptr;
+  }
+  std::FILE* get() const { return file_; }
+  int error() const { return error_; }
+  // False when a write or the close failed.
+  bool Close() {
+    if (file_ == nullptr) {
+      return error_ == 0;
+    }
+    const bool written = std::ferror(file_) == 0;
+    const bool closed = std::fclose(file_) == 0;
+    if (!closed || !written) {
+      error_ = errno != 0 ? errno : EIO;
+    }
+    file_ = nullptr;
+    return written && closed;
+  }
+
+ private:
+  std::FILE* file_ = nullptr;
+  int error_ = 0;
+};
+
+void PrintSummary(std::FILE* err, const ReplaySummary& summary, std::uint64_t lines, bool hal_log_shown) {
+  std::fprintf(
+      err,
+      "fsrl replay: %llu lines, %llu frames read, %llu handed to the HAL, %llu unmapped frames skipped, "
+      "%llu remote frames skipped, %llu error frames skipped, %llu malformed lines\n",
+      static_cast<unsigned long long>(lines), static_cast<unsigned long long>(summary.frames),
+      static_cast<unsigned long long>(summary.frames_handed_over()),
+      static_cast<unsigned long long>(summary.unmapped_frames), static_cast<unsigned long long>(summary.remote_frames),
+      static_cast<unsigned long long>(summary.error_frames), static_cast<unsigned long long>(summary.malformed_lines));
+  const std::string periods =
+      summary.lost_comm_periods.empty() ? "" : " in " + std::to_string(summary.lost_comm_periods.size()) + " period(s)";
+  std::fprintf(err,
+               "fsrl replay: %llu cycles of %g ms, %llu failed, %llu in lost communication%s; "
+               "%zu detection scans and %zu statuses written\n",
+               static_cast<unsigned long long>(summary.cycles), static_cast<double>(summary.cycle_ns) / 1e6,
+               static_cast<unsigned long long>(summary.failed_cycles),
+               static_cast<unsigned long long>(summary.lost_comm_cycles), periods.c_str(), summary.detections.size(),
+               summary.statuses.size());
+  if (summary.cycles > 0) {
+    std::fprintf(err, "fsrl replay: ProcessFsrlInput took %.1f us (median), %.1f us (99th percentile), %.1f us (max)\n",
+                 summary.p50_us(), summary.p99_us(), summary.max_us());
+  }
+  if (summary.hal_log_lines != 0 && !hal_log_shown) {
+    std::fprintf(err, "fsrl replay: the HAL logged %llu message(s); --hal-log shows them\n",
+                 static_cast<unsigned long long>(summary.hal_log_lines));
+  }
+}
+
+}  // namespace
+
+int RunReplay(const std::vector<std::string>& args, std::FILE* out, std::FILE* err) {
+  CommandOptions command;
+  const std::string usage_error = ParseOptions(args, command);
+  if (!usage_error.empty()) {
+    std::fprintf(err, "fsrl replay: %s\nTry 'fsrl replay --help' for more information.\n", usage_error.c_str());
+    return kExitUsage;
+  }
+  if (command.help) {
+    std::fputs(kReplayHelp, out);
+    return kExitOk;
+  }
+
+  ReplayOptions options;
+  options.cycle_ns = static_cast<std::int64_t>(command.cycle_ms) * kNsPerMs;
+  options.alive_timeout_ns = static_cast<std::int64_t>(command.alive_timeout_ms) * kNsPerMs;
+  options.hal_log = command.hal_log;
+  // Progress only where someone watches, and not where it would be mixed into the JSON lines on the same terminal.
+  options.progress = ::isatty(::fileno(err)) == 1 && (!command.out_path.empty() || ::isatty(::fileno(out)) != 1);
+  if (!command.frame_map_path.empty()) {
+    std::string map_error;
+    if (!FrameMap::Load(command.frame_map_path, options.frame_map, map_error)) {
+      std::fprintf(err, "fsrl replay: %s\n", map_error.c_str());
+      return kExitUsage;
+    }
+  }
+
+  InputFile input(command.log_path);
+  if (input.fd() < 0) {
+    std::fprintf(err, "fsrl replay: cannot open '%s': %s\n", command.log_path.c_str(), std::strerror(input.error()));
+    return kExitFailure;
+  }
+  // Both output files are opened before the replay, so that a bad path fails at once and not after a long run.
+  OutputFile out_file;
+  if (!command.out_path.empty() && !out_file.Open(command.out_path)) {
+    std::fprintf(err, "fsrl replay: cannot open '%s' for writing: %s\n", command.out_path.c_str(),
+                 std::strerror(out_file.error()));
+    return kExitFailure;
+  }
+  OutputFile summary_file;
+  if (!command.summary_path.empty() && !summary_file.Open(command.summary_path)) {
+    std::fprintf(err, "fsrl replay: cannot open '%s' for writing: %s\n", command.summary_path.c_str(),
+                 std::strerror(summary_file.error()));
+    return kExitFailure;
+  }
+
+  ReplaySummary summary;
+  int status = kExitOk;
+  std::uint64_t lines = 0;
+  {
+    ReplaySession session(options, out_file.get() != nullptr ? out_file.get() : out, err, &summary);
+    CandumpReader reader(input.fd());
+    CanFrame frame;
+    bool reading = true;
+    while (reading) {
+      const CandumpReader::Result result = reader.Next(frame);
+      switch (result) {
+        case CandumpReader::Result::kEnd:
+          reading = false;
+          break;
+        case CandumpReader::Result::kReadError:
+          std::fprintf(err, "fsrl replay: %s: read error: %s\n", input.display_name().c_str(), reader.reason());
+          status = kExitFailure;
+          reading = false;
+          break;
+        case CandumpReader::Result::kMalformed:
+          ++summary.malformed_lines;
+          std::fprintf(err, "%s:%llu: %s\n", input.display_name().c_str(),
+                       static_cast<unsigned long long>(reader.line_number()), reader.reason());
+          break;
+        case CandumpReader::Result::kFrame:
+          reading = session.Feed(frame);
+          break;
+      }
+    }
+    lines = reader.lines_read();
+    if (session.Finish() != kReplayOk) {
+      status = kExitFailure;
+    }
+  }
+  // A write error the replay already reported is not reported again when the file is closed.
+  if (!out_file.Close() && status == kExitOk) {
+    std::fprintf(err, "fsrl replay: cannot write '%s': %s\n", command.out_path.c_str(),
+                 std::strerror(out_file.error()));
+    status = kExitFailure;
+  }
+  if (summary_file.get() != nullptr) {
+    WriteSummaryJson(summary, summary_file.get());
+    if (!summary_file.Close()) {
+      std::fprintf(err, "fsrl replay: cannot write '%s': %s\n", command.summary_path.c_str(),
+                   std::strerror(summary_file.error()));
+      status = kExitFailure;
+    }
+  }
+  PrintSummary(err, summary, lines, command.hal_log);
+  return status;
+}
+
+}  // namespace fsrl
