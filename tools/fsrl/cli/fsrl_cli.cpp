@@ -17,6 +17,9 @@ const char kUsage[] =
     "            (E2E check and decoding) and print one JSON object per frame\n"
     "  replay    run the whole HAL over a candump log in virtual time and print the published\n"
     "            detection scans and statuses as JSON lines\n"
+    "  simulate  write a candump log of a simulated radar, optionally with faults\n"
+    "  plot      draw a bird's-eye view of replayed detection scans as SVG\n"
+    "  demo      simulate, replay and plot in one go, and summarise what happened\n"
     "  help      show this text, or `fsrl help <command>` for a command's help\n"
     "\n"
     "Exit status: 0 success, 1 failure (a file could not be read or written, set-up failed),\n"
@@ -32,7 +35,7 @@ struct Command {
 int Decode(const std::vector<std::string>& args, std::FILE* out, std::FILE* err) { return RunDecode(args, out, err); }
 
 const Command kCommands[] = {
-    {"decode", &Decode}, {"replay", &RunReplay},
+    {"decode", &Decode}, {"replay", &RunReplay}, {"simulate", &RunSimulate}, {"plot", &RunPlot}, {"demo", &RunDemo},
 };
 
 const Command* FindCommand(const std::string& name) {

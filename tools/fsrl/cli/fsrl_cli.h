@@ -48,6 +48,15 @@ int RunDecode(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
 /// @brief `fsrl replay`: the whole HAL over a candump log in virtual time (arguments after "replay").
 int RunReplay(const std::vector<std::string>& args, std::FILE* out, std::FILE* err);
 
+/// @brief `fsrl simulate`: writes a candump log of a simulated radar (arguments after "simulate").
+int RunSimulate(const std::vector<std::string>& args, std::FILE* out, std::FILE* err);
+
+/// @brief `fsrl plot`: a bird's-eye view of replayed detection scans as SVG (arguments after "plot").
+int RunPlot(const std::vector<std::string>& args, std::FILE* out, std::FILE* err);
+
+/// @brief `fsrl demo`: simulate with faults, replay through the HAL, summarise and plot (arguments after "demo").
+int RunDemo(const std::vector<std::string>& args, std::FILE* out, std::FILE* err);
+
 }  // namespace fsrl
 
 #endif  // FSRL_CLI_FSRL_CLI_H
