@@ -619,6 +619,19 @@ TEST_F(FsrlReplay, AnEmptyLogRunsNoCycleAndSucceeds) {
   EXPECT_EQ(summary["process_fsrl_input_us"]["max"].text, "0");
 }
 
+TEST_F(FsrlReplay, ALogStampedAtTheEndOfTheClocksRangeReplaysAndEnds) {
+  // The largest time stamp a log can carry: the cycles after it would lie beyond the clock's range, so the replay
+  // runs one last cycle at the range's end and stops instead of wrapping round into the past.
+  const std::string path = dir_.Write("end_of_time.log", "(9223372036.854775807) can0 400#00\n");
+  const std::string summary_path = dir_.path() + "/summary.json";
+  const ReplayRun run = Run({"--summary-json", summary_path, path});
+  ASSERT_EQ(run.exit_code, fsrl::kExitOk) << run.err;
+  JsonValue summary;
+  ASSERT_TRUE(fsrl_test::JsonParser::Parse(ReadFile(summary_path), summary));
+  EXPECT_EQ(summary["cycles"].text, "1");
+  EXPECT_EQ(summary["frames"].text, "1");
+}
+
 TEST_F(FsrlReplay, FrameMapMovesGroupsToOtherIds) {
   // Status group 1 travels on an extended id; the other groups keep their default ids.
   RadarLog log;

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cmath>
 #include <cstring>
+#include <limits>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -346,7 +347,7 @@ class ReplaySession::Impl {
       return false;
     }
     ++summary_->frames;
-    while (frame.timestamp_ns >= CycleTime(next_cycle_)) {
+    while (!TimeExhausted() && frame.timestamp_ns >= CycleTime(next_cycle_)) {
       if (!RunCycle()) {
         return false;
       }
@@ -382,8 +383,10 @@ class ReplaySession::Impl {
       Start(0);
     }
     if (!stopped_ && summary_->frames > 0) {
-      const std::int64_t end = latest_stamp_ + options_.cycle_ns;
-      while (RunCycle() && last_cycle_time_ < end) {
+      const std::int64_t end = latest_stamp_ > std::numeric_limits<std::int64_t>::max() - options_.cycle_ns
+                                   ? std::numeric_limits<std::int64_t>::max()
+                                   : latest_stamp_ + options_.cycle_ns;
+      while (!TimeExhausted() && RunCycle() && last_cycle_time_ < end) {
       }
     }
     ClearProgress();
@@ -397,7 +400,21 @@ class ReplaySession::Impl {
  private:
   enum class Kind { kDetections, kStatus };
 
-  std::int64_t CycleTime(std::uint64_t k) const { return t0_ + static_cast<std::int64_t>(k) * options_.cycle_ns; }
+  // t0 + k x period, held at the end of the clock's range: a log may carry time stamps up to the largest one the
+  // clock can show, and the cycles after it must not wrap round into the past.
+  std::int64_t CycleTime(std::uint64_t k) const {
+    const std::uint64_t room = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max() - t0_);
+    const std::uint64_t period = static_cast<std::uint64_t>(options_.cycle_ns);
+    if (k > room / period) {
+      return std::numeric_limits<std::int64_t>::max();
+    }
+    return t0_ + static_cast<std::int64_t>(k * period);
+  }
+
+  // Whether the clock's range is used up: the last cycle ran at its very end, and no later cycle can follow.
+  bool TimeExhausted() const {
+    return summary_->cycles > 0 && last_cycle_time_ == std::numeric_limits<std::int64_t>::max();
+  }
 
   void SetClock(std::int64_t ns) {
     clock_now_ = ns;
