@@ -30,8 +30,17 @@ void* operator new(std::size_t size) {
   }
   return p;
 }
+// GCC 12 at -O1/-O2 pairs these replacements with the standard operator new it inlined elsewhere and warns of a
+// mismatch; both sides here are malloc/free, so the warning is wrong for this file.
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
+#endif
 void operator delete(void* p) noexcept { std::free(p); }
 void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic pop
+#endif
 
 namespace {
 
