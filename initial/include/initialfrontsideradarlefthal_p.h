@@ -3,6 +3,7 @@
 #define FSRL_INITIAL_INITIALFRONTSIDERADARLEFTHAL_P_H
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 
@@ -18,6 +19,7 @@
 #include "zol/afw/core/error_code.h"
 #include "zol/afw/core/notifier.h"
 #include "zol/afw/core/status_or.h"
+#include "zol/e2e/e2e_signal_group_property.h"
 #include "zol/mono_clock.h"
 
 namespace front_side_radar_left_hal {
@@ -88,6 +90,8 @@ class InitialFrontSideRadarLeftHal::Impl final : public FrontSideRadarLeftHal::I
   void UpdateDetectionData();
   /// Publishes the flagged detection slots that became complete, in ascending scan id, one notification each.
   void InvalidateDetectionsIfComplete();
+  /// The smallest flagged scan id from `first` on; 256 when there is none.
+  std::size_t NextFlaggedScanId(std::size_t first) const;
   /// True when the device activation service reports an alive timeout for device "FSRL".
   bool UpdateLostCom() const;
 
@@ -146,6 +150,18 @@ class InitialFrontSideRadarLeftHal::Impl final : public FrontSideRadarLeftHal::I
   initialfrontsideradarlefthal::types::RSDS4Detn185To189 m_signal_detections_185to189;
   initialfrontsideradarlefthal::types::RSDS4Detn190To194 m_signal_detections_190to194;
   initialfrontsideradarlefthal::types::RSDS4Detn195To199 m_signal_detections_195to199;
+
+  /// The properties the cycle reads, taken from the adapter once at construction (null without adapter). The adapter
+  /// keeps them for as long as it lives, which is as long as the core; asking it for them on every read would copy
+  /// and release a shared pointer, two atomic operations, 42 times a cycle.
+  template <typename Record>
+  using PropertyPointer = const zol::e2e::E2ESignalGroupProperty<Record>*;
+  PropertyPointer<initialfrontsideradarlefthal::types::RSDS4SigSts1> m_status1_property{nullptr};
+  PropertyPointer<initialfrontsideradarlefthal::types::RSDS4SigSts2> m_status2_property{nullptr};
+#define FSRL_CORE_DECLARE_DETECTION_PROPERTY(suffix, record_type, first_detection) \
+  PropertyPointer<initialfrontsideradarlefthal::types::record_type> m_detection_property_##suffix{nullptr};
+  FSRL_FOR_EACH_DETECTION_GROUP(FSRL_CORE_DECLARE_DETECTION_PROPERTY)
+#undef FSRL_CORE_DECLARE_DETECTION_PROPERTY
 };
 
 }  // namespace front_side_radar_left_hal

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstring>
 #include <new>
 #include <utility>
 
@@ -80,7 +81,7 @@ constexpr std::chrono::nanoseconds kLostComCheckSkipWindow(999999);
 // for on purpose: whatever the group's read function makes of an E2E outcome reaches the core as the sign of the
 // returned code only.
 template <typename Property, typename Record>
-bool ReadProperty(const std::shared_ptr<Property>& property, Record* record) {
+bool ReadProperty(const Property* property, Record* record) {
   return property != nullptr && zol::afw::core::IsSuccess(property->get(record));
 }
 
@@ -154,6 +155,17 @@ InitialFrontSideRadarLeftHal::Impl::Impl(const ContextualObject* parent)
       m_signal_detections_190to194(),
       m_signal_detections_195to199() {
   m_fetched_detection_scan_ids.fill(false);
+
+  // The adapter owns its properties for its whole life, which ends with the core's: the cycle can hold plain
+  // pointers to them.
+  if (m_sig_adapter != nullptr) {
+    m_status1_property = m_sig_adapter->rsds4sig_sts1().get();
+    m_status2_property = m_sig_adapter->rsds4sig_sts2().get();
+#define FSRL_CORE_TAKE_DETECTION_PROPERTY(lower, upper) \
+  m_detection_property_##upper = m_sig_adapter->rsds4detn##lower().get();
+    FSRL_CORE_FOR_EACH_DETECTION_GROUP(FSRL_CORE_TAKE_DETECTION_PROPERTY)
+#undef FSRL_CORE_TAKE_DETECTION_PROPERTY
+  }
 
   // Components get their execution context from their parent, and only once the executable has started. Missing
   // either is a set-up mistake of the owner worth reporting, but not a reason to refuse construction.
@@ -274,18 +286,18 @@ ErrorCode InitialFrontSideRadarLeftHal::Impl::ProcessFsrlInput() {
 }
 
 bool InitialFrontSideRadarLeftHal::Impl::FetchStatusData() {
-  if (!ReadProperty(m_sig_adapter->rsds4sig_sts1(), &m_signal_status1)) {
+  if (!ReadProperty(m_status1_property, &m_signal_status1)) {
     return false;
   }
-  return ReadProperty(m_sig_adapter->rsds4sig_sts2(), &m_signal_status2);
+  return ReadProperty(m_status2_property, &m_signal_status2);
 }
 
 bool InitialFrontSideRadarLeftHal::Impl::FetchDetectionData() {
   // The first group that fails ends the fetch: a scan with a hole cannot complete in this cycle anyway, and the
   // groups after it are read again, fresh, in the next one.
-#define FSRL_CORE_READ_DETECTION_GROUP(lower, upper)                                    \
-  if (!ReadProperty(m_sig_adapter->rsds4detn##lower(), &m_signal_detections_##lower)) { \
-    return false;                                                                       \
+#define FSRL_CORE_READ_DETECTION_GROUP(lower, upper)                               \
+  if (!ReadProperty(m_detection_property_##upper, &m_signal_detections_##lower)) { \
+    return false;                                                                  \
   }
   FSRL_CORE_FOR_EACH_DETECTION_GROUP(FSRL_CORE_READ_DETECTION_GROUP)
 #undef FSRL_CORE_READ_DETECTION_GROUP
@@ -335,10 +347,9 @@ void InitialFrontSideRadarLeftHal::Impl::UpdateFetchedDetectionScanIds() {
 }
 
 void InitialFrontSideRadarLeftHal::Impl::UpdateDetectionData() {
-  for (std::size_t scan_id = 0U; scan_id < m_fetched_detection_scan_ids.size(); ++scan_id) {
-    if (m_fetched_detection_scan_ids[scan_id]) {
-      m_radarScanDataManager.InitializeDetectionsData(scan_id);
-    }
+  for (std::size_t scan_id = NextFlaggedScanId(0U); scan_id < m_fetched_detection_scan_ids.size();
+       scan_id = NextFlaggedScanId(scan_id + 1U)) {
+    m_radarScanDataManager.InitializeDetectionsData(scan_id);
   }
   // Each translation files its detections under the record's own scan id, started just above.
 #define FSRL_CORE_TRANSLATE_DETECTION_GROUP(lower, upper) \
@@ -348,11 +359,27 @@ void InitialFrontSideRadarLeftHal::Impl::UpdateDetectionData() {
 }
 
 void InitialFrontSideRadarLeftHal::Impl::InvalidateDetectionsIfComplete() {
-  for (std::size_t scan_id = 0U; scan_id < m_fetched_detection_scan_ids.size(); ++scan_id) {
-    if (m_fetched_detection_scan_ids[scan_id] && m_radarScanDataManager.UpdateLatestCompleteDetections(scan_id)) {
+  for (std::size_t scan_id = NextFlaggedScanId(0U); scan_id < m_fetched_detection_scan_ids.size();
+       scan_id = NextFlaggedScanId(scan_id + 1U)) {
+    if (m_radarScanDataManager.UpdateLatestCompleteDetections(scan_id)) {
       fsrl_detections_notifier_.Notify();
     }
   }
+}
+
+std::size_t InitialFrontSideRadarLeftHal::Impl::NextFlaggedScanId(std::size_t first) const {
+  // A cycle normally flags one or two of the 256 ids: a library search for the next set byte skips the rest at
+  // once, where testing every flag would take hundreds of steps, twice per cycle.
+  static_assert(sizeof(bool) == 1U, "a flag is one byte");
+  const std::size_t count = m_fetched_detection_scan_ids.size();
+  if (first >= count) {
+    return count;
+  }
+  const void* const found =
+      std::memchr(m_fetched_detection_scan_ids.data() + first, static_cast<int>(true), count - first);
+  return found == nullptr
+             ? count
+             : static_cast<std::size_t>(static_cast<const bool*>(found) - m_fetched_detection_scan_ids.data());
 }
 
 bool InitialFrontSideRadarLeftHal::Impl::UpdateLostCom() const {

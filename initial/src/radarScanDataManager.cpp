@@ -5,6 +5,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <new>
+#include <type_traits>
+#include <utility>
 
 #include "converters.h"
 
@@ -139,6 +142,15 @@ std::int64_t AsSignedTimeStamp(std::uint64_t time_stamp) {
   return as_signed;
 }
 
+// Makes `object` anew in its own storage. Slots are started and emptied every scan; assigning a temporary would
+// first build the whole slot (200 detections) elsewhere and then copy it over, twice the memory writes of building
+// it in place. The slot types are plain values, so the old object needs no destructor call.
+template <typename T, typename... Args>
+void Recreate(T& object, Args&&... args) {
+  static_assert(std::is_trivially_destructible<T>::value, "a slot is ended by overwriting it");
+  ::new (static_cast<void*>(&object)) T(std::forward<Args>(args)...);
+}
+
 }  // namespace
 
 RadarScanDataManager::RadarScanDataManager()
@@ -148,8 +160,9 @@ RadarScanDataManager::RadarScanDataManager()
       m_mounting_info() {}
 
 radar_service::CornerRadarDetections RadarScanDataManager::GetRadarScanDetections() const {
-  radar_service::CornerRadarDetections detections;
-  m_latestCompleteDetections.GetDetections(detections);
+  // Copied straight from the published scan: a default scan filled by assignment would write its 200 detections
+  // twice.
+  radar_service::CornerRadarDetections detections(m_latestCompleteDetections.detections());
   if (m_log_context.CheckIsLogLevelEnabled(zol::log::LoggingLevel::kDebug)) {
     m_log_context.LogDebug("Fetched scan detections on ID: {}", detections.info().scan_id());
   }
@@ -180,7 +193,7 @@ bool RadarScanDataManager::UpdateLatestCompleteDetections(std::size_t scan_id) {
     published = true;
   }
   // Consumed either way: a complete scan that is not newer than the published one is stale and must not linger.
-  slot = RadarDetectionData();
+  Recreate(slot);
   return published;
 }
 
@@ -194,7 +207,7 @@ bool RadarScanDataManager::UpdateLatestCompleteStatus(std::uint8_t scan_id) {
     m_latestCompleteStatus = slot;
     published = true;
   }
-  slot = RadarStatusData();
+  Recreate(slot);
   return published;
 }
 
@@ -206,7 +219,7 @@ void RadarScanDataManager::InitializeDetectionsData(std::size_t scan_id) {
   if (slot.AreDetectionsValid() && !HasExistingDataExpired(slot.GetInstantiationTime())) {
     return;
   }
-  slot = RadarDetectionData(zol::MonoClock::now(), static_cast<std::uint8_t>(scan_id));
+  Recreate(slot, zol::MonoClock::now(), static_cast<std::uint8_t>(scan_id));
   m_log_context.LogDebug("Initialized detections for scan: ", scan_id);
 }
 
@@ -215,7 +228,7 @@ void RadarScanDataManager::InitializeStatusData(std::uint8_t scan_id) {
   if (slot.IsStatusValid() && !HasExistingDataExpired(slot.GetInstantiationTime())) {
     return;
   }
-  slot = RadarStatusData(zol::MonoClock::now(), scan_id);
+  Recreate(slot, zol::MonoClock::now(), scan_id);
   m_log_context.LogDebug("Initialized status for scan: ", scan_id);
 }
 
@@ -380,19 +393,20 @@ radar_service::QualityAggregated RadarScanDataManager::QualityASwitch(QualityEnu
 template <typename Record>
 void RadarScanDataManager::TranslateAndStoreDetectionGroup(const Record& detections) {
   using Traits = initialfrontsideradarlefthal::DetectionGroupTraits<Record>;
-  Traits::ForEachDetection(detections, [this, &detections](std::uint16_t i, double range, double range_rate,
-                                                           double azimuth, double elevation, double rcs, double snr,
-                                                           auto quality, auto dyn_pr_pty, auto mode) {
-    using DynPrPtyEnum = decltype(dyn_pr_pty);
-    // Physical values arrive already scaled; the data model only narrows them to float.
-    const radar_service::RadarDetection detection(
-        static_cast<radar_service::Snr>(snr), static_cast<radar_service::Rcs>(rcs),
-        static_cast<radar_service::Azimuth>(azimuth), static_cast<radar_service::Elevation>(elevation),
-        static_cast<radar_service::Range>(range), static_cast<radar_service::RangeRate>(range_rate),
-        dyn_pr_pty == DynPrPtyEnum::DynPrty_Moving, ModeSwitch(mode), QualityASwitch(quality));
-    m_radarDetectionData[Traits::ScanId(detections)].AddDetection(
-        detection, kDetectionNumbers[static_cast<std::size_t>(Traits::kFirstDetection + i)]);
-  });
+  // All five detections go to the slot of the record's scan id, looked up once.
+  RadarDetectionData& slot = m_radarDetectionData[Traits::ScanId(detections)];
+  Traits::ForEachDetection(
+      detections, [&slot](std::uint16_t i, double range, double range_rate, double azimuth, double elevation,
+                          double rcs, double snr, auto quality, auto dyn_pr_pty, auto mode) {
+        using DynPrPtyEnum = decltype(dyn_pr_pty);
+        // Physical values arrive already scaled; the data model only narrows them to float.
+        const radar_service::RadarDetection detection(
+            static_cast<radar_service::Snr>(snr), static_cast<radar_service::Rcs>(rcs),
+            static_cast<radar_service::Azimuth>(azimuth), static_cast<radar_service::Elevation>(elevation),
+            static_cast<radar_service::Range>(range), static_cast<radar_service::RangeRate>(range_rate),
+            dyn_pr_pty == DynPrPtyEnum::DynPrty_Moving, ModeSwitch(mode), QualityASwitch(quality));
+        slot.AddDetection(detection, kDetectionNumbers[static_cast<std::size_t>(Traits::kFirstDetection + i)]);
+      });
 }
 
 #define FSRL_DEFINE_TRANSLATE_AND_STORE_DETECTION(suffix, record_type, first_detection)                        \

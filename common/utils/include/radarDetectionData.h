@@ -54,6 +54,9 @@ class RadarDetectionData {
   /// Copies the scan as collected so far into `detections`.
   void GetDetections(radar_service::CornerRadarDetections& detections) const;
 
+  /// The scan as collected so far, for a caller that makes its own copy.
+  const radar_service::CornerRadarDetections& detections() const { return m_radarDetections; }
+
   /// When the slot was started.
   zol::MonoClock::time_point GetInstantiationTime() const;
 
@@ -72,5 +75,18 @@ class RadarDetectionData {
   bool m_mountingInfoSet;
   bool m_timeStampSet;
 };
+
+// Defined here so that the translation, which stores 200 detections per scan, does not pay a call for each.
+inline void RadarDetectionData::AddDetection(const radar_service::RadarDetection& detection, std::uint16_t index) {
+  if (index >= m_detectionsPerCompletedScan) {
+    return;
+  }
+  // A group repeated within the same scan must not overwrite what was collected first.
+  if (m_detectionsStored[index]) {
+    return;
+  }
+  m_radarDetections.set_detection(index, detection);
+  m_detectionsStored[index] = true;
+}
 
 #endif  // FSRL_COMMON_UTILS_RADAR_DETECTION_DATA_H

@@ -1,6 +1,6 @@
 #include "radarDetectionData.h"
 
-#include <algorithm>
+#include <cstring>
 #include <type_traits>
 
 #include "converters.h"
@@ -21,21 +21,12 @@ RadarDetectionData::RadarDetectionData(zol::MonoClock::time_point instantiation,
   SyncInfo();
 }
 
-void RadarDetectionData::AddDetection(const radar_service::RadarDetection& detection, std::uint16_t index) {
-  if (index >= m_detectionsPerCompletedScan) {
-    return;
-  }
-  // A group repeated within the same scan must not overwrite what was collected first.
-  if (m_detectionsStored[index]) {
-    return;
-  }
-  m_radarDetections.set_detection(index, detection);
-  m_detectionsStored[index] = true;
-}
-
 bool RadarDetectionData::IsDetectionsComplete() const {
+  // One byte per flag: a search for a false byte is a library scan over 200 bytes rather than 200 separate tests,
+  // and it runs every cycle for every scan that received detections.
+  static_assert(sizeof(bool) == 1U, "a flag is one byte");
   const bool all_stored =
-      std::all_of(m_detectionsStored.begin(), m_detectionsStored.end(), [](bool stored) { return stored; });
+      std::memchr(m_detectionsStored.data(), static_cast<int>(false), m_detectionsStored.size()) == nullptr;
   return all_stored && m_radarDetections.info().is_valid() && m_mountingInfoSet && m_timeStampSet;
 }
 

@@ -1,5 +1,7 @@
 #include "zol/e2e/check_signal_group.h"
 
+#include <typeinfo>
+
 #include "zol/e2e/signal_codec.h"
 
 namespace zol {
@@ -33,7 +35,15 @@ std::uint64_t MapProfile5Status(E2E_P05CheckStatusType status) {
   return PackCheckResult(ErrorCode::kFailure, SignalPropertyStatusCode::kE2eWrongCRC);
 }
 
-void DecodeAll(const SignalGroupContext& context, SignalStorageBuffer& values, const E2eProtection& protection) {
+void DecodeAll(const SignalGroupContext& context, SignalStorageBuffer& values, const E2eProtection& protection,
+               const E2eProtectionProfile5* profile5) {
+  // The plan its protection worked out for exactly these records gives the same values without interpreting every
+  // record again; any other context is decoded record by record.
+  if (profile5 != nullptr && profile5->decode_plan().Matches(context, protection.payload_buffer_length())) {
+    const std::size_t slot_count = values.elements < values.data.size() ? values.elements : values.data.size();
+    profile5->decode_plan().Decode(protection.payload_buffer(), values.data.data(), slot_count);
+    return;
+  }
   const SignalAdapter_SignalGroup& group = *context.signal_group_;
   for (std::uint16_t i = 0U; i < group.nbr_of_signals; ++i) {
     const SignalAdapter_Signal& signal = context.signals_[i];
@@ -61,14 +71,20 @@ std::uint64_t CheckSignalGroup(const SignalGroupContext& context, SignalStorageB
   }
 
   std::uint64_t result = PackCheckResult(ErrorCode::kNotSupported, SignalPropertyStatusCode::kNotAvailable);
-  // The profile field alone is not enough: only the profile 5 class carries the state the check needs.
-  auto* profile5 = dynamic_cast<E2eProtectionProfile5*>(&protection);
+  // The profile field alone is not enough: only the profile 5 class carries the state the check needs. The class
+  // is final, so comparing the dynamic type answers what a dynamic_cast would, without its search of the class
+  // hierarchy on every read.
+  E2eProtectionProfile5* profile5 = nullptr;
+  if (typeid(protection) == typeid(E2eProtectionProfile5)) {
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-static-cast-downcast): the dynamic type was compared just above
+    profile5 = static_cast<E2eProtectionProfile5*>(&protection);
+  }
   if (protection.profile() == SIGNAL_DB_E2E_PROFILE_05 && profile5 != nullptr) {
     result =
         MapProfile5Status(profile5->Check(updated, protection.payload_buffer(), protection.payload_buffer_length()));
   }
 
-  DecodeAll(context, values, protection);
+  DecodeAll(context, values, protection, profile5);
   return result;
 }
 

@@ -157,6 +157,8 @@ E2eProtectionProfile5Ptr E2eProtectionProfile5::Create(const SignalGroupContext&
     allocator.deallocate(storage, 1U);
     throw;
   }
+  // Worked out once here, so that no check of the group interprets the database records again.
+  protection->decode_plan_.Build(context, data_length_bytes);
   // The deleter keeps this allocator, so the object goes back to this resource even if the default changes.
   return {protection, E2eProtectionProfile5Ptr::deleter_type(allocator)};
 }

@@ -1,6 +1,7 @@
 #include "service_core.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <limits>
 #include <utility>
@@ -108,10 +109,16 @@ ServiceCore::Cache* ServiceCore::FindCache(SignalComm_SignalGroupCache_t handle)
 
 const ServiceCore::Slot* ServiceCore::FindSlot(const Cache& cache, const SignalComm_Signal& signal) {
   // The usual caller passes the signal record of the slot itself; that also tells apart two slots of the
-  // same group. A copy of the record is found by its group.
-  for (const Slot& slot : cache.slots) {
-    if (&slot.signal == &signal) {
-      return &slot;
+  // same group. The slots lie in one array, so such a record gives its slot's index by its address, without a
+  // search over the slots on every read. A copy of the record is found by its group.
+  if (!cache.slots.empty()) {
+    const auto address = reinterpret_cast<std::uintptr_t>(&signal);
+    const auto first = reinterpret_cast<std::uintptr_t>(&cache.slots.front().signal);
+    if (address >= first) {
+      const std::uintptr_t index = (address - first) / sizeof(Slot);
+      if (index < cache.slots.size() && &cache.slots[index].signal == &signal) {
+        return &cache.slots[index];
+      }
     }
   }
   if (signal.index != 0) {

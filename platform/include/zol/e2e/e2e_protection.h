@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "zol/e2e/decode_plan.h"
 #include "zol/e2e/signal_database.h"
 #include "zol/e2e/signal_group_context.h"
 #include "zol/pmr/deleters.h"
@@ -150,6 +151,10 @@ class E2eProtectionProfile5 final : public E2eProtection {
   /// @brief The generic form of a profile 5 result (OKSOMELOST is OK: the data itself is good).
   static E2E_PCheckStatusType ToGenericStatus(E2E_P05CheckStatusType status) noexcept;
 
+  /// @brief How CheckSignalGroup decodes the group this protection was created for: worked out by Create from the
+  /// context's records, so that a check does not interpret them again. Empty for a group it does not cover.
+  const DecodePlan& decode_plan() const noexcept { return decode_plan_; }
+
  private:
   E2eProtectionProfile5(zol::pmr::memory_resource* resource, std::uint16_t data_id, std::size_t data_length_bytes,
                         std::size_t offset_bytes, std::uint8_t max_delta_counter);
@@ -161,6 +166,9 @@ class E2eProtectionProfile5 final : public E2eProtection {
   std::uint8_t max_delta_counter_;
   std::uint8_t counter_{0xFFU};
   E2E_P05CheckStatusType last_p05_status_{E2E_P05STATUS_NONEWDATA};
+  // Inside the object rather than allocated next to it: creating a protection takes the same two allocations as
+  // before (object and payload buffer).
+  DecodePlan decode_plan_;
 };
 
 /// @name Fault injection, for tests
