@@ -183,6 +183,34 @@ std::array<GroupReader, kGroupCount> MakeReaders(const initialfrontsideradarleft
   return readers;
 }
 
+// A string as JsonWriter::String writes it (quoted and escaped): QuotedKey's text without the ": " it appends.
+std::string QuotedString(std::string_view text) {
+  std::string quoted = QuotedKey(text);
+  quoted.resize(quoted.size() - 2);
+  return quoted;
+}
+
+// The fixed parts of every output line, quoted once instead of escaped again for each of millions of frames.
+struct LineTexts {
+  std::string t = QuotedKey("t");
+  std::string group = QuotedKey("group");
+  std::string result = QuotedKey("result");
+  std::string status = QuotedKey("status");
+  std::string record = QuotedKey("record");
+  std::array<std::string, kGroupCount> group_names;
+  std::array<std::string, kStatusCodeCount> status_names;  // by code - kMinStatusCode
+
+  LineTexts() {
+    for (std::size_t group_index = 0; group_index < kGroupCount; ++group_index) {
+      group_names[group_index] = QuotedString(GroupName(group_index));
+    }
+    for (int code = kMinStatusCode; code <= kMaxStatusCode; ++code) {
+      status_names[static_cast<std::size_t>(code - kMinStatusCode)] =
+          QuotedString(zol::afw::core::ToString(static_cast<SignalPropertyStatusCode>(code)));
+    }
+  }
+};
+
 std::size_t StatusSlot(SignalPropertyStatusCode code) {
   int value = static_cast<int>(code);
   if (value < kMinStatusCode || value > kMaxStatusCode) {
@@ -319,6 +347,7 @@ int RunDecode(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
     identities[group] = service.IdentityOf(zol::string_view(names[group].data(), names[group].size()));
   }
 
+  const LineTexts texts;
   DecodeStats stats;
   OutputBuffer output(out);
   JsonWriter json(output);
@@ -378,15 +407,20 @@ int RunDecode(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
 
     char seconds[32];
     json.BeginObject();
-    json.Key("t");
+    json.PreparedKey(texts.t);
     json.RawNumber(std::string_view(seconds, FormatSeconds(frame.timestamp_ns, seconds)));
-    json.Key("group");
-    json.String(names[group]);
-    json.Key("result");
+    json.PreparedKey(texts.group);
+    json.RawValue(texts.group_names[group]);
+    json.PreparedKey(texts.result);
     json.Int(static_cast<std::int32_t>(read_result));
-    json.Key("status");
-    json.String(zol::afw::core::ToString(property_status.status_code_));
-    json.Key("record");
+    json.PreparedKey(texts.status);
+    const int code = static_cast<int>(property_status.status_code_);
+    if (code >= kMinStatusCode && code <= kMaxStatusCode) {
+      json.RawValue(texts.status_names[static_cast<std::size_t>(code - kMinStatusCode)]);
+    } else {
+      json.String(zol::afw::core::ToString(property_status.status_code_));
+    }
+    json.PreparedKey(texts.record);
     WriteRecord(json, group, group_reader.record.get());
     json.EndObject();
     json.EndLine();

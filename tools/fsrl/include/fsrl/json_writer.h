@@ -116,6 +116,13 @@ class JsonWriter {
   void Float(float value);
   /// @brief Text that the caller guarantees to be a valid JSON number, written as it is.
   void RawNumber(std::string_view number);
+  /// @brief Text that the caller guarantees to be one complete JSON value (a number, a quoted and escaped string,
+  /// an object or an array), written as it is. For output that repeats the same shapes millions of times: the caller
+  /// prepares the fixed parts once instead of having every key and separator written piece by piece.
+  void RawValue(std::string_view json) {
+    BeginValue();
+    out_.Write(json);
+  }
 
   /// @brief Ends a top-level value with '\n' and makes the writer ready for the next one.
   void EndLine();
