@@ -23,9 +23,9 @@ constexpr std::uint32_t kLogScans = 2000U;
 // set (so that two builds can be compared on the very same log), else the simulated radar's log of kLogScans scans
 // (the `fsrl simulate` scene, seed 1) in a temporary file, removed at the end. Its physical values vary from scan
 // to scan as a real recording's do.
-class TempLog {
+class BenchLog {
  public:
-  TempLog() {
+  BenchLog() {
     const char* given = std::getenv("FSRL_BENCH_LOG");
     if (given != nullptr && *given != '\0') {
       path_ = given;
@@ -54,13 +54,13 @@ class TempLog {
     const bool written = fsrl::WriteCandumpLog(simulation.frames, file);
     ok_ = (std::fclose(file) == 0) && written && simulation.frames.size() == kLogScans * fsrl::kGroupCount;
   }
-  ~TempLog() {
+  ~BenchLog() {
     if (owned_ && !path_.empty()) {
       ::unlink(path_.c_str());
     }
   }
-  TempLog(const TempLog&) = delete;
-  TempLog& operator=(const TempLog&) = delete;
+  BenchLog(const BenchLog&) = delete;
+  BenchLog& operator=(const BenchLog&) = delete;
 
   bool ok() const { return ok_; }
   const std::string& path() const { return path_; }
@@ -106,7 +106,7 @@ BENCHMARK(BM_CandumpParse);
 // second of the process's CPU time: the command is single-threaded, so on an idle machine that is its wall-clock
 // rate, and on a loaded one it is not distorted by the time the process waits for a processor.
 void BM_FsrlDecode_Throughput(benchmark::State& state) {
-  const TempLog log;
+  const BenchLog log;
   std::FILE* sink = std::fopen("/dev/null", "w");
   if (!log.ok() || sink == nullptr) {
     state.SkipWithError("cannot write the log or open /dev/null");
@@ -136,7 +136,7 @@ BENCHMARK(BM_FsrlDecode_Throughput)->Unit(benchmark::kMillisecond);
 // every frame handed to the signal service in virtual time, the HAL's input cycle run and every notification written as
 // JSON. Items are the log's scans, per second of CPU time as for the decode benchmark.
 void BM_FsrlReplay_Throughput(benchmark::State& state) {
-  const TempLog log;
+  const BenchLog log;
   std::FILE* sink = std::fopen("/dev/null", "w");
   if (!log.ok() || sink == nullptr) {
     state.SkipWithError("cannot write the log or open /dev/null");
