@@ -53,13 +53,26 @@ ErrorCode Transaction::AddBeginTransactionCallback(Callback callback) {
 void Transaction::Begin() {
   TransactionState& state = State();
   // The callbacks move to this thread's stack, so that they run without the lock (a callback may register
-  // again, and other threads may begin their own transactions meanwhile) and the storage is free at once.
-  Callback due[kMaxCallbacks];
+  // again, and other threads may begin their own transactions meanwhile) and the storage is free at once. The
+  // stack holds raw storage and only the callbacks due are constructed in it: usually one is due, and building
+  // and destroying all kMaxCallbacks empty ones cost more than running it.
+  typename std::aligned_storage<sizeof(Callback), alignof(Callback)>::type storage[kMaxCallbacks];
+  Callback* const due = reinterpret_cast<Callback*>(&storage[0]);
   std::size_t due_count = 0;
+  // Destroys what was moved here, also when a callback throws.
+  struct DueGuard {
+    Callback* due;
+    const std::size_t& count;
+    ~DueGuard() {
+      for (std::size_t i = 0; i < count; ++i) {
+        due[i].~Callback();
+      }
+    }
+  } guard{due, due_count};
   {
     std::lock_guard<std::mutex> lock(state.mutex);
     for (; due_count < state.count; ++due_count) {
-      due[due_count] = std::move(state.callbacks[due_count]);
+      ::new (static_cast<void*>(due + due_count)) Callback(std::move(state.callbacks[due_count]));
     }
     state.count = 0;
   }
