@@ -70,7 +70,8 @@ const char* ParseData(const char*& p, const char* end, CanFrame& frame, std::siz
       const int high = HexValue(p[2U * i]);
       const int low = HexValue(p[2U * i + 1U]);
       invalid |= high | low;
-      frame.data[i] = static_cast<std::uint8_t>((high << 4) | low);
+      // An invalid digit is -1 here and the byte is thrown away below; shifting it unsigned keeps that defined.
+      frame.data[i] = static_cast<std::uint8_t>((static_cast<unsigned>(high) << 4U) | static_cast<unsigned>(low));
     }
     if (invalid >= 0) {
       frame.length = static_cast<std::uint8_t>(rest / 2U);
