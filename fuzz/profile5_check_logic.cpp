@@ -147,6 +147,8 @@ class Session {
         case 4:
           protection_->Initialize();
           counter_ = 0xFF;
+          accepted_ = false;
+          FuzzCheck(!protection_->payload_accepted(), "Initialize keeps a payload accepted");
           FuzzCheck(protection_->counter() == 0xFF, "Initialize does not set the counter to 0xFF");
           FuzzCheck(protection_->last_p05_status() == zol::e2e::E2E_P05STATUS_NONEWDATA,
                     "Initialize does not set the status to NONEWDATA");
@@ -196,6 +198,11 @@ class Session {
 
   void AfterCheck(E2E_P05CheckStatusType expected, E2E_P05CheckStatusType got, std::uint8_t received_counter) {
     FuzzCheck(got == expected, "the check result differs from the profile 5 rules");
+    if (got != zol::e2e::E2E_P05STATUS_NONEWDATA) {
+      accepted_ = got == zol::e2e::E2E_P05STATUS_OK || got == zol::e2e::E2E_P05STATUS_OKSOMELOST;
+    }
+    FuzzCheck(protection_->payload_accepted() == accepted_,
+              "payload_accepted does not say whether the last new payload passed");
     FuzzCheck(protection_->last_p05_status() == got, "last_p05_status is not the last result");
     FuzzCheck(protection_->last_check_status() == ExpectedGeneric(got), "last_check_status is not the mapped result");
     FuzzCheck(zol::e2e::E2eProtectionProfile5::ToGenericStatus(got) == ExpectedGeneric(got),
@@ -221,8 +228,10 @@ class Session {
 
   void CheckWithoutUpdate() {
     const std::uint64_t result = zol::e2e::CheckSignalGroup(context_, values_, false, *protection_);
-    FuzzCheck(result == zol::e2e::PackCheckResult(ErrorCode::kSuccess, SignalPropertyStatusCode::kE2eNoNewData),
-              "a check without an update is not (kSuccess, kE2eNoNewData)");
+    // Held bytes that passed their check stay usable; bytes that failed it, or were never checked, never are.
+    const ErrorCode expected_error = accepted_ ? ErrorCode::kSuccess : ErrorCode::kNotAvailable;
+    FuzzCheck(result == zol::e2e::PackCheckResult(expected_error, SignalPropertyStatusCode::kE2eNoNewData),
+              "a check without an update does not answer by whether the held payload passed");
     AfterCheck(zol::e2e::E2E_P05STATUS_NONEWDATA, protection_->last_p05_status(), 0);
     CheckDecodedValues();
   }
@@ -309,6 +318,7 @@ class Session {
   std::size_t length_ = 0;
   std::size_t offset_ = 0;
   std::uint8_t counter_ = 0xFF;  // the model of the protection's counter
+  bool accepted_ = false;        // the model of whether the last new payload passed
 };
 
 }  // namespace

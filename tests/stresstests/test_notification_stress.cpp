@@ -508,8 +508,8 @@ class NotificationStress : public ::testing::Test {
   }
 
   // The service saw no misuse. The adapter reports an E2E failure only where a new adapter meets counters it has
-  // not seen yet: once per group and HAL at most, and never a bad CRC; the paced producer never lets a reader that
-  // is in step fall behind.
+  // not seen yet (once per group and HAL at most, and never a bad CRC) or waits for a payload that passes; the
+  // paced producer never lets a reader that is in step fall behind.
   void ExpectNothingWentWrongInTheServices() const {
     std::size_t synchronisations = 0U;
     for (const zol::log::CapturingSink::Line& line : sink_.lines()) {
@@ -518,6 +518,12 @@ class NotificationStress : public ::testing::Test {
           (line.message.find("Extended: -3.") != std::string::npos ||
            line.message.find("Extended: -2.") != std::string::npos)) {
         ++synchronisations;
+        continue;
+      }
+      if (line.message.find("Failed to decode and check E2E for signal group") == 0U &&
+          line.message.find("Code: -7, Extended: 2.") != std::string::npos) {
+        // A read between two arrivals whose held payload did not pass (or that nothing has arrived for since the
+        // HAL was made) waits for the next frame; it is a reader catching up, not a fault.
         continue;
       }
       EXPECT_NE(line.level, zol::log::LoggingLevel::kError) << line.message;

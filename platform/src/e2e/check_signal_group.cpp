@@ -11,7 +11,7 @@ namespace {
 using zol::afw::core::ErrorCode;
 using zol::afw::core::SignalPropertyStatusCode;
 
-std::uint64_t MapProfile5Status(E2E_P05CheckStatusType status) {
+std::uint64_t MapProfile5Status(E2E_P05CheckStatusType status, bool payload_accepted) {
   switch (status) {
     case E2E_P05STATUS_OK:
       // The expected next frame: data is fresh and authentic.
@@ -19,8 +19,15 @@ std::uint64_t MapProfile5Status(E2E_P05CheckStatusType status) {
       // Frames were lost within the tolerated gap; the frame itself is fresh and authentic, so it is usable.
       return PackCheckResult(ErrorCode::kSuccess, SignalPropertyStatusCode::kE2eOk);
     case E2E_P05STATUS_NONEWDATA:
-      // Nothing arrived since the last read; not a fault, the reader keeps working with what it had.
-      return PackCheckResult(ErrorCode::kSuccess, SignalPropertyStatusCode::kE2eNoNewData);
+      if (payload_accepted) {
+        // Nothing arrived since the last read and what is held passed its check: not a fault, the reader keeps
+        // working with what it had.
+        return PackCheckResult(ErrorCode::kSuccess, SignalPropertyStatusCode::kE2eNoNewData);
+      }
+      // Nothing arrived, and what is held either failed its check or was never checked (nothing has arrived
+      // since start). Answering success here would hand rejected bytes out as data as soon as the reader cycles
+      // faster than the sender, so the read fails until a payload passes.
+      return PackCheckResult(ErrorCode::kNotAvailable, SignalPropertyStatusCode::kE2eNoNewData);
     case E2E_P05STATUS_ERROR:
       // CRC or length wrong: the bytes are corrupted or belong to another group; must not be used.
       return PackCheckResult(ErrorCode::kFailure, SignalPropertyStatusCode::kE2eWrongCRC);
@@ -80,8 +87,9 @@ std::uint64_t CheckSignalGroup(const SignalGroupContext& context, SignalStorageB
     profile5 = static_cast<E2eProtectionProfile5*>(&protection);
   }
   if (protection.profile() == SIGNAL_DB_E2E_PROFILE_05 && profile5 != nullptr) {
-    result =
-        MapProfile5Status(profile5->Check(updated, protection.payload_buffer(), protection.payload_buffer_length()));
+    const E2E_P05CheckStatusType status =
+        profile5->Check(updated, protection.payload_buffer(), protection.payload_buffer_length());
+    result = MapProfile5Status(status, profile5->payload_accepted());
   }
 
   DecodeAll(context, values, protection, profile5);

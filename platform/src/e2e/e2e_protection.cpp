@@ -166,6 +166,7 @@ E2eProtectionProfile5Ptr E2eProtectionProfile5::Create(const SignalGroupContext&
 void E2eProtectionProfile5::Initialize() {
   counter_ = 0xFFU;
   last_p05_status_ = E2E_P05STATUS_NONEWDATA;
+  payload_accepted_ = false;
   set_last_check_status(E2E_P_NOTAVAILABLE);
 }
 
@@ -174,6 +175,8 @@ E2E_P05CheckStatusType E2eProtectionProfile5::Check(bool new_data, const std::ui
     Record(E2E_P05STATUS_NONEWDATA);
     return last_p05_status_;
   }
+  // From here on the payload is new: whatever the outcome, it decides whether the bytes now held may be used.
+  payload_accepted_ = false;
   if (data == nullptr || length != data_length_bytes()) {
     Record(E2E_P05STATUS_ERROR);
     return last_p05_status_;
@@ -198,6 +201,7 @@ E2E_P05CheckStatusType E2eProtectionProfile5::Check(bool new_data, const std::ui
   // The frame is authentic, so its counter is where the sender now is, even when the step was wrong: the
   // following frame is judged against it and the sequence recovers by itself.
   counter_ = received_counter;
+  payload_accepted_ = status == E2E_P05STATUS_OK || status == E2E_P05STATUS_OKSOMELOST;
   Record(status);
   return status;
 }

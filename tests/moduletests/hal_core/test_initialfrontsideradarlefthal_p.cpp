@@ -334,14 +334,15 @@ TEST_F(InitialFrontSideRadarLeftHalCore, BeforeAnyDataTheGettersReturnTheDefault
   EXPECT_FALSE(status.value().fault_reason().is_communication_faulty());
 }
 
-TEST_F(InitialFrontSideRadarLeftHalCore, CyclesWithoutAnyDataSucceedAndPublishNothing) {
+TEST_F(InitialFrontSideRadarLeftHalCore, CyclesBeforeAnyDataArrivesFailAndPublishNothing) {
   Core& core = MakeCore();
   int calls = 0;
   const Subscription detections = core.SubscribeToFsrlDetections([&calls] { ++calls; });
   const Subscription status = core.SubscribeToFsrlStatus([&calls] { ++calls; });
 
-  EXPECT_EQ(Cycle(), ErrorCode::kSuccess);
-  EXPECT_EQ(Cycle(), ErrorCode::kSuccess);
+  // Bytes that never passed a check are no data: the reads fail until the radar has sent something.
+  EXPECT_EQ(Cycle(), ErrorCode::kFailure);
+  EXPECT_EQ(Cycle(), ErrorCode::kFailure);
 
   EXPECT_EQ(calls, 0);
   EXPECT_FALSE(core.GetFsrlDetections().value().info().is_valid());
@@ -385,6 +386,7 @@ TEST_F(InitialFrontSideRadarLeftHalCore, ASubscriberMayReadTheNewScanThroughTheG
 
 TEST_F(InitialFrontSideRadarLeftHalCore, TwoCallsWithinOneMillisecondQueryTheDeviceServiceOnce) {
   MakeCore();
+  frames_.PublishScan(MakeSensorScan(1U, 1000U, 1U));
   ASSERT_EQ(Cycle(), ErrorCode::kSuccess);
   ASSERT_EQ(DeviceCalls(Operation::kGetRequestedDeviceErrors), 1U);
 
@@ -396,6 +398,7 @@ TEST_F(InitialFrontSideRadarLeftHalCore, TwoCallsWithinOneMillisecondQueryTheDev
 
 TEST_F(InitialFrontSideRadarLeftHalCore, ACallOneMillisecondAfterTheLastEvaluationQueriesAgain) {
   Core& core = MakeCore();
+  frames_.PublishScan(MakeSensorScan(1U, 1000U, 1U));
   ASSERT_EQ(Cycle(), ErrorCode::kSuccess);
   const zol::TimePoint first_check = Access::last_lost_com_check(core);
   clock_.Advance(kJustUnderOneMillisecond);
@@ -451,7 +454,8 @@ TEST_F(InitialFrontSideRadarLeftHalCore, WhenTheAliveTimeoutEndsTheNextCallReads
   DeviceActivationService::Instance().ClearError("FSRL", DeviceErrorCode::kAliveTimeoutExceeded);
   const std::size_t retrievals = Retrievals();
 
-  EXPECT_EQ(Cycle(), ErrorCode::kSuccess);
+  // The call reads again; nothing has been received yet, so its reads find no data.
+  EXPECT_EQ(Cycle(), ErrorCode::kFailure);
   EXPECT_FALSE(Access::loss_com(core));
   EXPECT_EQ(Retrievals(), retrievals + 1U);
   EXPECT_EQ(status_calls, 0);
@@ -520,8 +524,10 @@ TEST_F(InitialFrontSideRadarLeftHalCore, AFailedStatusGroup1ReadSkipsGroup2ButDe
 
   // The detections of the failed cycle are already in the scan's slot: status alone completes the scan, and the
   // detections sent again with other values do not replace the first ones.
+  // Group 2's first frame was never checked (the failed group 1 ended the status fetch), so it is sent again too.
   const SensorScan again = MakeSensorScan(9U, 5000U, 2U);
   frames_.Publish(kStatus1Group, first);
+  frames_.Publish(kStatus2Group, first);
   frames_.PublishDetectionGroups(0U, 39U, again);
   EXPECT_EQ(Cycle(), ErrorCode::kSuccess);
   const radar_service::CornerRadarDetections published = core.GetFsrlDetections().value();
@@ -580,7 +586,8 @@ TEST_F(InitialFrontSideRadarLeftHalCore, StatusScanIds5And6ThatBothCompleteGiveT
   six.status2_scan_id = 5U;
   frames_.Publish(kStatus1Group, six);
   frames_.Publish(kStatus2Group, six);
-  ASSERT_EQ(Cycle(), ErrorCode::kSuccess);
+  // No detection group has arrived, so each cycle fails; its status half is processed in full all the same.
+  ASSERT_EQ(Cycle(), ErrorCode::kFailure);
   ASSERT_TRUE(notified_scan_ids.empty());
 
   // Second cycle: message 1 of scan 5 and message 2 of scan 6 complete both.
@@ -588,7 +595,7 @@ TEST_F(InitialFrontSideRadarLeftHalCore, StatusScanIds5And6ThatBothCompleteGiveT
   five.status2_scan_id = 6U;
   frames_.Publish(kStatus1Group, five);
   frames_.Publish(kStatus2Group, five);
-  EXPECT_EQ(Cycle(), ErrorCode::kSuccess);
+  EXPECT_EQ(Cycle(), ErrorCode::kFailure);
 
   EXPECT_THAT(notified_scan_ids, ::testing::ElementsAre(5U, 6U));
 }
@@ -601,11 +608,12 @@ TEST_F(InitialFrontSideRadarLeftHalCore, StatusGroupsWithEqualScanIdsNotifyAtMos
   frames_.Publish(kStatus1Group, scan);
   frames_.Publish(kStatus2Group, scan);
 
-  EXPECT_EQ(Cycle(), ErrorCode::kSuccess);
+  // No detection group has arrived, so each cycle fails; its status half is processed in full all the same.
+  EXPECT_EQ(Cycle(), ErrorCode::kFailure);
   EXPECT_EQ(status_calls, 1);
 
   // The same messages read again complete the same scan again, which is not newer: no notification.
-  EXPECT_EQ(Cycle(), ErrorCode::kSuccess);
+  EXPECT_EQ(Cycle(), ErrorCode::kFailure);
   EXPECT_EQ(status_calls, 1);
 }
 

@@ -101,8 +101,12 @@ TEST_F(InitialVariantRegistration, CreateWithoutInstanceIdPicksTheInitialVariant
 
   ASSERT_TRUE(created.ok());
   FrontSideRadarLeftHal hal = std::move(created).value();
+  const std::size_t reads_before = zol::signalcomm::Service::Instance().CallCount("SignalComm_Signal_GetByteArray");
   zol::afw::core::Transaction::Begin();
-  EXPECT_EQ(hal.ProcessFsrlInput(), ErrorCode::kSuccess);
+  // A working core reads the radar's groups; with nothing received yet the first read finds no data, so the
+  // cycle fails.
+  EXPECT_EQ(hal.ProcessFsrlInput(), ErrorCode::kFailure);
+  EXPECT_GT(zol::signalcomm::Service::Instance().CallCount("SignalComm_Signal_GetByteArray"), reads_before);
   EXPECT_EQ(hal.GetFsrlStatus().status(), ErrorCode::kSuccess);
 }
 

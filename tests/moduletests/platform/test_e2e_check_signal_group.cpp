@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
+#include <string>
 #include <vector>
 
 #include "zol/e2e/crc.h"
@@ -343,14 +344,103 @@ TEST_F(E2eCheckSignalGroupTest, CounterJumpWithinTheLimitGivesSuccessWithE2eOk) 
   EXPECT_EQ(CheckResultStatusCode(result), SignalPropertyStatusCode::kE2eOk);
 }
 
-TEST_F(E2eCheckSignalGroupTest, NotUpdatedGivesSuccessWithE2eNoNewDataAndStillDecodes) {
+TEST_F(E2eCheckSignalGroupTest, NotUpdatedAfterAnAcceptedFrameGivesSuccessWithE2eNoNewDataAndStillDecodes) {
   WriteMainFrame(0);
+  ASSERT_EQ(CheckResultErrorCode(Check()), ErrorCode::kSuccess);
   const std::uint64_t result = Check(false);
   EXPECT_EQ(CheckResultErrorCode(result), ErrorCode::kSuccess);
+  EXPECT_EQ(CheckResultStatusCode(result), SignalPropertyStatusCode::kE2eNoNewData);
+  EXPECT_EQ(protection_->counter(), 0);
+  EXPECT_EQ(Raw(kMode), 0x2A5u);
+}
+
+TEST_F(E2eCheckSignalGroupTest, NotUpdatedBeforeAnyFrameArrivedGivesNotAvailableAndStillDecodes) {
+  WriteMainFrame(0);
+  const std::uint64_t result = Check(false);
+  EXPECT_EQ(CheckResultErrorCode(result), ErrorCode::kNotAvailable);
   EXPECT_EQ(CheckResultStatusCode(result), SignalPropertyStatusCode::kE2eNoNewData);
   EXPECT_EQ(protection_->counter(), 0xFF);
   EXPECT_EQ(Raw(kMode), 0x2A5u);
 }
+
+TEST_F(E2eCheckSignalGroupTest, ManyReadsWithoutUpdateAfterAnAcceptedFrameAllSucceed) {
+  WriteMainFrame(0);
+  ASSERT_EQ(CheckResultErrorCode(Check()), ErrorCode::kSuccess);
+  for (int read = 0; read < 5; ++read) {
+    EXPECT_EQ(Check(false), PackCheckResult(ErrorCode::kSuccess, SignalPropertyStatusCode::kE2eNoNewData)) << read;
+  }
+}
+
+TEST_F(E2eCheckSignalGroupTest, InitializeForgetsTheAcceptedFrame) {
+  WriteMainFrame(0);
+  ASSERT_EQ(CheckResultErrorCode(Check()), ErrorCode::kSuccess);
+  protection_->Initialize();
+  EXPECT_EQ(Check(false), PackCheckResult(ErrorCode::kNotAvailable, SignalPropertyStatusCode::kE2eNoNewData));
+}
+
+// How a rejected frame is made, and the status its check reports.
+struct RejectedFrame {
+  const char* name;
+  SignalPropertyStatusCode status;
+};
+
+class E2eCheckAfterRejectedFrameTest : public E2eCheckSignalGroupTest,
+                                       public ::testing::WithParamInterface<RejectedFrame> {
+ protected:
+  // An accepted frame with counter 3, then one rejected in the way the parameter names.
+  void ReceiveAcceptedThenRejectedFrame() {
+    WriteMainFrame(3);
+    ASSERT_EQ(CheckResultErrorCode(Check()), ErrorCode::kSuccess);
+    const std::string kind = GetParam().name;
+    if (kind == "WrongLength") {
+      // A frame shorter than the group: the check sees a length other than the group's.
+      WriteMainFrame(4);
+      ASSERT_EQ(protection_->Check(true, protection_->payload_buffer(), kMainBytes - 1),
+                zol::e2e::E2E_P05STATUS_ERROR);
+      return;
+    }
+    if (kind == "WrongCrc") {
+      WriteMainFrame(4);
+      protection_->payload_buffer()[kMainBytes - 1] ^= 0x10U;
+    } else if (kind == "Repeated") {
+      WriteMainFrame(3);
+    } else {
+      WriteMainFrame(100);
+    }
+    const std::uint64_t rejected = Check();
+    ASSERT_EQ(CheckResultErrorCode(rejected), ErrorCode::kFailure);
+    ASSERT_EQ(CheckResultStatusCode(rejected), GetParam().status);
+  }
+};
+
+TEST_P(E2eCheckAfterRejectedFrameTest, OneReadWithoutUpdateGivesNotAvailable) {
+  ReceiveAcceptedThenRejectedFrame();
+  EXPECT_EQ(Check(false), PackCheckResult(ErrorCode::kNotAvailable, SignalPropertyStatusCode::kE2eNoNewData));
+}
+
+TEST_P(E2eCheckAfterRejectedFrameTest, EveryFurtherReadWithoutUpdateGivesNotAvailable) {
+  ReceiveAcceptedThenRejectedFrame();
+  for (int read = 0; read < 5; ++read) {
+    EXPECT_EQ(Check(false), PackCheckResult(ErrorCode::kNotAvailable, SignalPropertyStatusCode::kE2eNoNewData))
+        << read;
+  }
+}
+
+TEST_P(E2eCheckAfterRejectedFrameTest, TheNextAcceptedFrameMakesReadsWithoutUpdateSucceedAgain) {
+  ReceiveAcceptedThenRejectedFrame();
+  ASSERT_EQ(CheckResultErrorCode(Check(false)), ErrorCode::kNotAvailable);
+  WriteMainFrame(static_cast<std::uint8_t>(protection_->counter() + 1U));
+  ASSERT_EQ(Check(), PackCheckResult(ErrorCode::kSuccess, SignalPropertyStatusCode::kE2eOk));
+  EXPECT_EQ(Check(false), PackCheckResult(ErrorCode::kSuccess, SignalPropertyStatusCode::kE2eNoNewData));
+}
+
+INSTANTIATE_TEST_SUITE_P(EachRejection, E2eCheckAfterRejectedFrameTest,
+                         ::testing::Values(RejectedFrame{"WrongCrc", SignalPropertyStatusCode::kE2eWrongCRC},
+                                           RejectedFrame{"WrongLength", SignalPropertyStatusCode::kE2eWrongCRC},
+                                           RejectedFrame{"Repeated", SignalPropertyStatusCode::kE2eRepeated},
+                                           RejectedFrame{"WrongSequence",
+                                                         SignalPropertyStatusCode::kE2eWrongSequence}),
+                         [](const ::testing::TestParamInfo<RejectedFrame>& info) { return info.param.name; });
 
 TEST_F(E2eCheckSignalGroupTest, CheckStateCarriesOverFromOneCallToTheNext) {
   for (std::uint8_t counter = 0; counter < 20; ++counter) {

@@ -178,13 +178,16 @@ TEST_F(SignalAdapterNotificationTest, PublishedDataReachesASubscriberOnlyThrough
   const auto property = adapter->rsds4sig_sts1();
   int notified = 0;
   int* counter = &notified;
+  // A frame that is there before anybody listens, so that the read below has data that passed its check.
+  Publish(kSigSts1, PatternFrame(kSigSts1, 0));
+  Service::Instance().FlushNotifications();
   // The first subscriber makes the property ask the service for notifications.
   const Subscription subscription = property->Subscribe([counter] { ++*counter; });
   RSDS4SigSts1 record{};
   ASSERT_EQ(property->get(&record), ErrorCode::kSuccess);
   ASSERT_TRUE(property->is_valid());
 
-  Publish(kSigSts1, PatternFrame(kSigSts1, 0));
+  Publish(kSigSts1, PatternFrame(kSigSts1, 1));
   Service::Instance().FlushNotifications();
 
   EXPECT_EQ(notified, 0);

@@ -101,8 +101,10 @@ TEST_F(SignalAdapterReadTest, GroupEntryWithoutSignalsIsReadWithANullSignalNotRe
   EXPECT_TRUE(sink_.Contains(
       LoggingLevel::kError, "Failed to read raw bytes, E2E signal group 'RSDS4Detn000To004' from Signal Comm. Code: -22"));
 
-  // The same entry with its signal counted reads fine.
+  // The same entry with its signal counted reads fine, once the frame is flagged as new again (the failed read
+  // above never got to check it).
   without_signals.nbr_of_signals = 1;
+  without_signals.status_flags = SIGNAL_GROUP_STATUS_VALUE_UPDATED;
   EXPECT_EQ(impl_->get_rsds4detn000to004()->get(&record), ErrorCode::kSuccess);
 }
 

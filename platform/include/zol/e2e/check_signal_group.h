@@ -47,7 +47,11 @@ constexpr zol::afw::core::SignalPropertyStatusCode CheckResultStatusCode(std::ui
 ///
 /// The check is profile 5 (E2eProtectionProfile5::Check with @p updated as "new data", over the whole payload
 /// buffer). Results, as (ErrorCode, SignalPropertyStatusCode):
-/// - OK or OKSOMELOST: (kSuccess, kE2eOk); NONEWDATA: (kSuccess, kE2eNoNewData);
+/// - OK or OKSOMELOST: (kSuccess, kE2eOk);
+/// - NONEWDATA while the payload held last passed its check: (kSuccess, kE2eNoNewData);
+/// - NONEWDATA while the payload held failed its last check (ERROR, REPEATED, WRONGSEQUENCE) or was never checked
+///   since creation or Initialize(): (kNotAvailable, kE2eNoNewData), so that rejected bytes never read as data
+///   however often the group is read between two arrivals;
 /// - ERROR: (kFailure, kE2eWrongCRC); REPEATED: (kFailure, kE2eRepeated);
 ///   WRONGSEQUENCE: (kFailure, kE2eWrongSequence);
 /// - @p protection not a profile 5 protection: (kNotSupported, kNotAvailable), no check made;

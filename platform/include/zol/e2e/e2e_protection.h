@@ -122,7 +122,8 @@ class E2eProtectionProfile5 final : public E2eProtection {
   /// Throws std::bad_alloc when memory cannot be had.
   static E2eProtectionProfile5Ptr Create(const SignalGroupContext& context);
 
-  /// @brief Back to the created state: counter 0xFF, status NONEWDATA (generic: NOTAVAILABLE).
+  /// @brief Back to the created state: counter 0xFF, status NONEWDATA (generic: NOTAVAILABLE), no payload
+  /// accepted yet.
   void Initialize() override;
 
   /// @brief Checks one received payload and updates the state.
@@ -132,8 +133,16 @@ class E2eProtectionProfile5 final : public E2eProtection {
   ///   counter state is left as it was, so the next good frame is judged against the last good one.
   /// - otherwise, with delta = (received counter - state counter) mod 256: 0 REPEATED, 1 OK,
   ///   2..max_delta_counter OKSOMELOST, above WRONGSEQUENCE; the received counter becomes the state in each case.
-  /// The result is also kept in last_p05_status() and, mapped, in last_check_status().
+  /// The result is also kept in last_p05_status() and, mapped, in last_check_status(). A check of new data also
+  /// decides payload_accepted(); a NONEWDATA check leaves it as it was.
   E2E_P05CheckStatusType Check(bool new_data, const std::uint8_t* data, std::size_t length);
+
+  /// @brief Whether the last payload that was checked as new data passed (OK or OKSOMELOST).
+  ///
+  /// False before the first new payload and after Initialize(). A NONEWDATA check says nothing about the bytes
+  /// still held, so it is this flag that tells whether they may be used: bytes that failed their check stay
+  /// untrustworthy however many reads without new data follow.
+  bool payload_accepted() const noexcept { return payload_accepted_; }
 
   /// @brief The result of the last check; NONEWDATA before the first.
   E2E_P05CheckStatusType last_p05_status() const noexcept { return last_p05_status_; }
@@ -166,6 +175,7 @@ class E2eProtectionProfile5 final : public E2eProtection {
   std::uint8_t max_delta_counter_;
   std::uint8_t counter_{0xFFU};
   E2E_P05CheckStatusType last_p05_status_{E2E_P05STATUS_NONEWDATA};
+  bool payload_accepted_{false};
   // Inside the object rather than allocated next to it: creating a protection takes the same two allocations as
   // before (object and payload buffer).
   DecodePlan decode_plan_;
