@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "detail/failure_injector.h"
 #include "zol/format/format.h"
 #include "zol/log/logging.h"
 #include "zol/pmr/deleters.h"
@@ -211,11 +212,6 @@ struct Connection {
   Snapshot last;
 };
 
-struct Injection {
-  std::size_t due_call;  // the value of the call count at which it fires
-  ErrorCode code;
-};
-
 // What the alive supervision is computed from, read before taking the service's lock so that the two
 // services' locks are never nested.
 struct AliveInputs {
@@ -236,8 +232,7 @@ struct ServiceState {
   zol::log::Context log{"DACT", "Device activation service"};
   std::map<std::string, Device> devices;
   zol::MonoClock::duration alive_timeout{kDefaultAliveTimeout};
-  std::array<std::size_t, kOperationCount> calls{};
-  std::array<std::vector<Injection>, kOperationCount> injections;
+  zol::detail::FailureInjector<Operation, kOperationCount, ErrorCode> failures;
   std::vector<Connection> connections;
 
   ServiceState() { devices.emplace(ToStdString(kSupervisedDevice), Device{}); }
@@ -277,22 +272,8 @@ AliveInputs ReadAliveInputs() {
 
 // Counts the call and fires the injection due for it. Caller holds the lock.
 ErrorCode Enter(ServiceState& state, Operation op) {
-  const std::size_t index = IndexOf(op);
-  const std::size_t call = ++state.calls[index];
-  std::vector<Injection>& pending = state.injections[index];
-  ErrorCode result = ErrorCode::kSuccess;
-  for (auto it = pending.begin(); it != pending.end();) {
-    if (it->due_call == call && result == ErrorCode::kSuccess) {
-      result = it->code;
-      it = pending.erase(it);
-    } else if (it->due_call <= call) {
-      // Another injection for the same call: it can never fire.
-      it = pending.erase(it);
-    } else {
-      ++it;
-    }
-  }
-  return result;
+  ErrorCode injected = ErrorCode::kSuccess;
+  return state.failures.Intercept(op, &injected) ? injected : ErrorCode::kSuccess;
 }
 
 // The common entry of client operations that need a connection. Caller holds the lock.
@@ -616,10 +597,7 @@ void DeviceActivationService::Reset() {
   state.devices.clear();
   state.devices.emplace(ToStdString(kSupervisedDevice), Device{});
   state.alive_timeout = kDefaultAliveTimeout;
-  state.calls.fill(0U);
-  for (std::vector<Injection>& pending : state.injections) {
-    pending.clear();
-  }
+  state.failures.Reset();
   for (const Connection& connection : state.connections) {
     if (const std::shared_ptr<ClientState> client = connection.client.lock()) {
       client->requested().clear();
@@ -684,15 +662,13 @@ void DeviceActivationService::InjectFailure(Operation op, std::size_t nth_call, 
     return;
   }
   std::lock_guard<std::mutex> lock(state.mutex);
-  state.injections[index].push_back(Injection{state.calls[index] + nth_call, code});
+  static_cast<void>(state.failures.Inject(op, nth_call, code));  // the arguments were checked above
 }
 
 void DeviceActivationService::ClearInjections() {
   ServiceState& state = State();
   std::lock_guard<std::mutex> lock(state.mutex);
-  for (std::vector<Injection>& pending : state.injections) {
-    pending.clear();
-  }
+  state.failures.ClearInjections();
 }
 
 std::size_t DeviceActivationService::CallCount(Operation op) const {
@@ -702,7 +678,7 @@ std::size_t DeviceActivationService::CallCount(Operation op) const {
     return 0U;
   }
   std::lock_guard<std::mutex> lock(state.mutex);
-  return state.calls[index];
+  return state.failures.calls(op);
 }
 
 std::size_t DeviceActivationService::RequestCount(zol::string_view device) const {

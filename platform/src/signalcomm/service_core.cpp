@@ -42,6 +42,11 @@ bool IsConfig(SignalComm_SignalGroupNotificationConfig config) {
 
 }  // namespace
 
+const char* FunctionName(Function function) {
+  const auto index = static_cast<std::size_t>(function);
+  return index < kFunctionCount ? kFunctionNames[index] : "SignalComm";
+}
+
 bool FunctionByName(zol::string_view name, Function* function) {
   for (std::size_t i = 0; i < kFunctionCount; ++i) {
     if (name == zol::string_view(kFunctionNames[i])) {
@@ -68,18 +73,6 @@ void ServiceCore::Misuse(zol::string_view message) const { log_.Log(zol::log::Lo
 
 void ServiceCore::Failure(zol::string_view message) const { log_.Log(zol::log::LoggingLevel::kError, message); }
 
-bool ServiceCore::Intercept(Function function, int* code) {
-  const auto index = static_cast<std::size_t>(function);
-  const std::size_t call = ++call_counts_[index];
-  for (auto it = injections_.begin(); it != injections_.end(); ++it) {
-    if (it->function == function && it->call == call) {
-      *code = it->code;
-      injections_.erase(it);
-      return true;
-    }
-  }
-  return false;
-}
 
 ServiceCore::Group* ServiceCore::FindGroup(SignalComm_Name_t name) const {
   if (name < kFirstIdentity || name - kFirstIdentity >= groups_.size()) {
@@ -203,8 +196,7 @@ void ServiceCore::Reset() {
   started_at_ = zol::MonoClock::now();
   last_arrival_ = started_at_;
   arrival_count_ = 0;
-  call_counts_.fill(0);
-  injections_.clear();
+  failures_.Reset();
   delivered_cv_.notify_all();
 }
 
@@ -367,37 +359,34 @@ void ServiceCore::InjectFailure(zol::string_view function_name, std::size_t nth_
     MisuseFormatted("InjectFailure: unknown function '{}'; ignored", function_name);
     return;
   }
-  if (nth_call == 0 || code >= 0) {
+  if (nth_call == 0 || code >= 0 || !failures_.Inject(function, nth_call, code)) {
     MisuseFormatted("InjectFailure: call {} with code {} for '{}' is not a failure to inject; ignored", nth_call, code,
                     function_name);
-    return;
   }
-  injections_.push_back(Injection{function, call_counts_[static_cast<std::size_t>(function)] + nth_call, code});
 }
 
 void ServiceCore::ClearInjections() {
   const std::lock_guard<std::mutex> lock(mutex_);
-  injections_.clear();
+  failures_.ClearInjections();
 }
 
 std::size_t ServiceCore::CallCount(zol::string_view function_name) const {
   const std::lock_guard<std::mutex> lock(mutex_);
   Function function{};
-  return FunctionByName(function_name, &function) ? call_counts_[static_cast<std::size_t>(function)] : 0;
+  return FunctionByName(function_name, &function) ? failures_.calls(function) : 0;
 }
+
+ServiceCore::Call::Call(ServiceCore& core, Function function) : core_(core), function_(function), lock_(core.mutex_) {}
+
+void ServiceCore::Call::Misuse(zol::string_view what) const { MisuseFormatted("{}", what); }
 
 // ---------------------------------------------------------------------------------------------------------
 // Client side
 
-int ServiceCore::CreateContext(const char* client_name, const char* short_name,
+int ServiceCore::CreateContext(Call& call, const char* client_name, const char* short_name,
                                SignalComm_NotificationCallback callback, void* user, SignalComm_Context_t* context) {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  int injected = 0;
-  if (Intercept(Function::kCreateContext, &injected)) {
-    return injected;
-  }
   if (client_name == nullptr || short_name == nullptr || callback == nullptr || context == nullptr) {
-    Misuse("SignalComm_CreateContext: null argument");
+    call.Misuse("null argument");
     return SIGNALCOMM_E_INVALID;
   }
   std::unique_ptr<ContextRecord> record(new ContextRecord());
@@ -411,54 +400,44 @@ int ServiceCore::CreateContext(const char* client_name, const char* short_name,
   return SIGNALCOMM_OK;
 }
 
-int ServiceCore::DestroyContext(SignalComm_Context_t* context) {
-  std::unique_lock<std::mutex> lock(mutex_);
-  int injected = 0;
-  if (Intercept(Function::kDestroyContext, &injected)) {
-    return injected;
-  }
+int ServiceCore::DestroyContext(Call& call, SignalComm_Context_t* context) {
   if (context == nullptr) {
-    Misuse("SignalComm_DestroyContext: null argument");
+    call.Misuse("null argument");
     return SIGNALCOMM_E_INVALID;
   }
   const SignalComm_Context_t handle = *context;
   const auto found = contexts_.find(handle);
   if (found == contexts_.end()) {
-    Misuse("SignalComm_DestroyContext: unknown context");
+    call.Misuse("unknown context");
     return SIGNALCOMM_E_INVALID;
   }
   // Once erased, the worker calls nothing more for it; only a callback already running is left to wait for.
   contexts_.erase(found);
   if (!OnWorkerThread()) {
-    delivered_cv_.wait(lock, [this, handle] { return running_context_ != handle; });
+    delivered_cv_.wait(call.lock(), [this, handle] { return running_context_ != handle; });
   }
   *context = 0;
   return SIGNALCOMM_OK;
 }
 
-int ServiceCore::GetSignalGroupInfo(SignalComm_Context_t context, const char* const* group_names, std::size_t count,
+int ServiceCore::GetSignalGroupInfo(Call& call, SignalComm_Context_t context, const char* const* group_names, std::size_t count,
                                     const SignalComm_SignalGroupInfo** infos) {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  int injected = 0;
-  if (Intercept(Function::kGetSignalGroupInfo, &injected)) {
-    return injected;
-  }
   if (count > 0 && (group_names == nullptr || infos == nullptr)) {
-    Misuse("SignalComm_GetSignalGroupInfo: null argument");
+    call.Misuse("null argument");
     return SIGNALCOMM_E_INVALID;
   }
   if (FindContext(context) == nullptr) {
-    Misuse("SignalComm_GetSignalGroupInfo: unknown context");
+    call.Misuse("unknown context");
     return SIGNALCOMM_E_INVALID;
   }
   // All names are checked before anything is written, so a failure leaves the caller's array as it was.
   for (std::size_t i = 0; i < count; ++i) {
     if (group_names[i] == nullptr) {
-      Misuse("SignalComm_GetSignalGroupInfo: null group name");
+      call.Misuse("null group name");
       return SIGNALCOMM_E_INVALID;
     }
     if (FindGroup(zol::string_view(group_names[i])) == nullptr) {
-      MisuseFormatted("SignalComm_GetSignalGroupInfo: unknown signal group '{}'", group_names[i]);
+      call.MisuseFormatted("unknown signal group '{}'", group_names[i]);
       return SIGNALCOMM_E_NOT_FOUND;
     }
   }
@@ -468,31 +447,26 @@ int ServiceCore::GetSignalGroupInfo(SignalComm_Context_t context, const char* co
   return SIGNALCOMM_OK;
 }
 
-int ServiceCore::CacheCreate(SignalComm_Context_t context, const SignalComm_Name_t* produced,
+int ServiceCore::CacheCreate(Call& call, SignalComm_Context_t context, const SignalComm_Name_t* produced,
                              std::size_t produced_count, const SignalComm_Name_t* consumed, std::size_t consumed_count,
                              SignalComm_SignalGroupCache_t* cache) {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  int injected = 0;
-  if (Intercept(Function::kCacheCreate, &injected)) {
-    return injected;
-  }
   if (cache == nullptr || (produced_count > 0 && produced == nullptr) || (consumed_count > 0 && consumed == nullptr)) {
-    Misuse("SignalComm_SignalGroupCache_Create: null argument");
+    call.Misuse("null argument");
     return SIGNALCOMM_E_INVALID;
   }
   if (FindContext(context) == nullptr) {
-    Misuse("SignalComm_SignalGroupCache_Create: unknown context");
+    call.Misuse("unknown context");
     return SIGNALCOMM_E_INVALID;
   }
   if (produced_count > 0) {
-    Misuse("SignalComm_SignalGroupCache_Create: producing signal groups is not offered");
+    call.Misuse("producing signal groups is not offered");
     return SIGNALCOMM_E_NOT_SUPPORTED;
   }
   std::size_t total_bytes = 0;
   for (std::size_t i = 0; i < consumed_count; ++i) {
     const Group* group = FindGroup(consumed[i]);
     if (group == nullptr) {
-      MisuseFormatted("SignalComm_SignalGroupCache_Create: unknown signal group identity {}", consumed[i]);
+      call.MisuseFormatted("unknown signal group identity {}", consumed[i]);
       return SIGNALCOMM_E_NOT_FOUND;
     }
     total_bytes += group->latest.size();
@@ -532,19 +506,14 @@ int ServiceCore::CacheCreate(SignalComm_Context_t context, const SignalComm_Name
   return SIGNALCOMM_OK;
 }
 
-int ServiceCore::CacheDestroy(SignalComm_SignalGroupCache_t* cache) {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  int injected = 0;
-  if (Intercept(Function::kCacheDestroy, &injected)) {
-    return injected;
-  }
+int ServiceCore::CacheDestroy(Call& call, SignalComm_SignalGroupCache_t* cache) {
   if (cache == nullptr) {
-    Misuse("SignalComm_SignalGroupCache_Destroy: null argument");
+    call.Misuse("null argument");
     return SIGNALCOMM_E_INVALID;
   }
   const auto found = caches_.find(*cache);
   if (found == caches_.end()) {
-    Misuse("SignalComm_SignalGroupCache_Destroy: unknown cache");
+    call.Misuse("unknown cache");
     return SIGNALCOMM_E_INVALID;
   }
   caches_.erase(found);
@@ -552,24 +521,19 @@ int ServiceCore::CacheDestroy(SignalComm_SignalGroupCache_t* cache) {
   return SIGNALCOMM_OK;
 }
 
-int ServiceCore::CacheGetByIndex(SignalComm_SignalGroupCache_t cache, std::size_t index,
+int ServiceCore::CacheGetByIndex(Call& call, SignalComm_SignalGroupCache_t cache, std::size_t index,
                                  const SignalComm_SignalGroup** group) {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  int injected = 0;
-  if (Intercept(Function::kCacheGetByIndex, &injected)) {
-    return injected;
-  }
   if (group == nullptr) {
-    Misuse("SignalComm_SignalGroupCache_GetByIndex: null argument");
+    call.Misuse("null argument");
     return SIGNALCOMM_E_INVALID;
   }
   const Cache* found = FindCache(cache);
   if (found == nullptr) {
-    Misuse("SignalComm_SignalGroupCache_GetByIndex: unknown cache");
+    call.Misuse("unknown cache");
     return SIGNALCOMM_E_INVALID;
   }
   if (index >= found->slots.size()) {
-    MisuseFormatted("SignalComm_SignalGroupCache_GetByIndex: index {} beyond the {} consumed groups", index,
+    call.MisuseFormatted("index {} beyond the {} consumed groups", index,
                     found->slots.size());
     return SIGNALCOMM_E_INVALID;
   }
@@ -577,15 +541,10 @@ int ServiceCore::CacheGetByIndex(SignalComm_SignalGroupCache_t cache, std::size_
   return SIGNALCOMM_OK;
 }
 
-int ServiceCore::CacheRetrieve(SignalComm_SignalGroupCache_t cache) {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  int injected = 0;
-  if (Intercept(Function::kCacheRetrieve, &injected)) {
-    return injected;
-  }
+int ServiceCore::CacheRetrieve(Call& call, SignalComm_SignalGroupCache_t cache) {
   Cache* found = FindCache(cache);
   if (found == nullptr) {
-    Misuse("SignalComm_SignalGroupCache_Retrieve: unknown cache");
+    call.Misuse("unknown cache");
     return SIGNALCOMM_E_INVALID;
   }
   // Runs every processing step: copies into the slots' own storage, allocates nothing.
@@ -616,25 +575,20 @@ int ServiceCore::CacheRetrieve(SignalComm_SignalGroupCache_t cache) {
   return SIGNALCOMM_OK;
 }
 
-int ServiceCore::SetNotificationConfig(SignalComm_Context_t context, SignalComm_Name_t group,
+int ServiceCore::SetNotificationConfig(Call& call, SignalComm_Context_t context, SignalComm_Name_t group,
                                        SignalComm_SignalGroupNotificationConfig config) {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  int injected = 0;
-  if (Intercept(Function::kSetNotificationConfig, &injected)) {
-    return injected;
-  }
   if (!IsConfig(config)) {
-    MisuseFormatted("SignalComm_SetNotificationConfig: {} is not a setting", static_cast<int>(config));
+    call.MisuseFormatted("{} is not a setting", static_cast<int>(config));
     return SIGNALCOMM_E_INVALID;
   }
   ContextRecord* record = FindContext(context);
   if (record == nullptr) {
-    Misuse("SignalComm_SetNotificationConfig: unknown context");
+    call.Misuse("unknown context");
     return SIGNALCOMM_E_INVALID;
   }
   const Group* found = FindGroup(group);
   if (found == nullptr) {
-    MisuseFormatted("SignalComm_SetNotificationConfig: unknown signal group {}", group);
+    call.MisuseFormatted("unknown signal group {}", group);
     return SIGNALCOMM_E_NOT_FOUND;
   }
   if (record->configs.size() <= found->index) {
@@ -644,29 +598,24 @@ int ServiceCore::SetNotificationConfig(SignalComm_Context_t context, SignalComm_
   return SIGNALCOMM_OK;
 }
 
-int ServiceCore::GetByteArray(SignalComm_SignalGroupCache_t cache, const SignalComm_Signal* signal,
+int ServiceCore::GetByteArray(Call& call, SignalComm_SignalGroupCache_t cache, const SignalComm_Signal* signal,
                               std::size_t buffer_length, std::uint8_t* buffer, std::size_t* written) {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  int injected = 0;
-  if (Intercept(Function::kGetByteArray, &injected)) {
-    return injected;
-  }
   if (signal == nullptr || written == nullptr || (buffer == nullptr && buffer_length > 0)) {
-    Misuse("SignalComm_Signal_GetByteArray: null argument");
+    call.Misuse("null argument");
     return SIGNALCOMM_E_INVALID;
   }
   const Cache* found = FindCache(cache);
   if (found == nullptr) {
-    Misuse("SignalComm_Signal_GetByteArray: unknown cache");
+    call.Misuse("unknown cache");
     return SIGNALCOMM_E_INVALID;
   }
   const Slot* slot = FindSlot(*found, *signal);
   if (slot == nullptr) {
-    Misuse("SignalComm_Signal_GetByteArray: signal not in the cache");
+    call.Misuse("signal not in the cache");
     return SIGNALCOMM_E_NOT_FOUND;
   }
   if (buffer_length < slot->received_length) {
-    MisuseFormatted("SignalComm_Signal_GetByteArray: buffer of {} bytes for a payload of {} bytes", buffer_length,
+    call.MisuseFormatted("buffer of {} bytes for a payload of {} bytes", buffer_length,
                     slot->received_length);
     return SIGNALCOMM_E_INVALID;
   }
@@ -680,25 +629,20 @@ int ServiceCore::GetByteArray(SignalComm_SignalGroupCache_t cache, const SignalC
   return SIGNALCOMM_OK;
 }
 
-int ServiceCore::GetByteArrayBuffer(SignalComm_SignalGroupCache_t cache, const SignalComm_Signal* signal,
+int ServiceCore::GetByteArrayBuffer(Call& call, SignalComm_SignalGroupCache_t cache, const SignalComm_Signal* signal,
                                     const std::uint8_t** data, std::size_t* size) {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  int injected = 0;
-  if (Intercept(Function::kGetByteArrayBuffer, &injected)) {
-    return injected;
-  }
   if (signal == nullptr || data == nullptr || size == nullptr) {
-    Misuse("SignalComm_Signal_GetByteArrayBuffer: null argument");
+    call.Misuse("null argument");
     return SIGNALCOMM_E_INVALID;
   }
   const Cache* found = FindCache(cache);
   if (found == nullptr) {
-    Misuse("SignalComm_Signal_GetByteArrayBuffer: unknown cache");
+    call.Misuse("unknown cache");
     return SIGNALCOMM_E_INVALID;
   }
   const Slot* slot = FindSlot(*found, *signal);
   if (slot == nullptr) {
-    Misuse("SignalComm_Signal_GetByteArrayBuffer: signal not in the cache");
+    call.Misuse("signal not in the cache");
     return SIGNALCOMM_E_NOT_FOUND;
   }
   *data = found->bytes.data() + slot->offset;

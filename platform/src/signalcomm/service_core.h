@@ -8,13 +8,16 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
+#include "detail/failure_injector.h"
 #include "zol/e2e/signal_database.h"
 #include "zol/format/format.h"
 #include "zol/log/logging.h"
@@ -44,6 +47,10 @@ enum class Function : std::size_t {
   kGetByteArrayBuffer,
 };
 constexpr std::size_t kFunctionCount = 10;
+
+/// The C name of @p function ("SignalComm_CreateContext" ...), from the one table that also serves
+/// FunctionByName; it heads every message about a call.
+const char* FunctionName(Function function);
 
 /// The function called @p name; false when there is none.
 bool FunctionByName(zol::string_view name, Function* function);
@@ -81,22 +88,35 @@ class ServiceCore {
   void ClearInjections();
   std::size_t CallCount(zol::string_view function_name) const;
 
-  // Client side (the C functions). Each may throw std::bad_alloc; the C layer turns that into a code.
-  int CreateContext(const char* client_name, const char* short_name, SignalComm_NotificationCallback callback,
-                    void* user, SignalComm_Context_t* context);
-  int DestroyContext(SignalComm_Context_t* context);
-  int GetSignalGroupInfo(SignalComm_Context_t context, const char* const* group_names, std::size_t count,
+  class Call;
+
+  /// @brief The one way into the service for the C functions: runs @p body as a call of @p function.
+  ///
+  /// The call holds the service's lock for as long as @p body runs and is counted; an injected failure for it
+  /// answers instead of @p body. An exception from @p body (the containers' allocation failures: exceptions must
+  /// not cross the C interface) is logged with the function's name and answered with SIGNALCOMM_E_NO_MEMORY.
+  /// @p body is called as `int(Call&)`.
+  template <typename Body>
+  int Enter(Function function, Body&& body);
+
+  // Client side: the work of the C functions, each entered through Enter.
+  int CreateContext(Call& call, const char* client_name, const char* short_name,
+                    SignalComm_NotificationCallback callback, void* user, SignalComm_Context_t* context);
+  int DestroyContext(Call& call, SignalComm_Context_t* context);
+  int GetSignalGroupInfo(Call& call, SignalComm_Context_t context, const char* const* group_names, std::size_t count,
                          const SignalComm_SignalGroupInfo** infos);
-  int CacheCreate(SignalComm_Context_t context, const SignalComm_Name_t* produced, std::size_t produced_count,
-                  const SignalComm_Name_t* consumed, std::size_t consumed_count, SignalComm_SignalGroupCache_t* cache);
-  int CacheDestroy(SignalComm_SignalGroupCache_t* cache);
-  int CacheGetByIndex(SignalComm_SignalGroupCache_t cache, std::size_t index, const SignalComm_SignalGroup** group);
-  int CacheRetrieve(SignalComm_SignalGroupCache_t cache);
-  int SetNotificationConfig(SignalComm_Context_t context, SignalComm_Name_t group,
+  int CacheCreate(Call& call, SignalComm_Context_t context, const SignalComm_Name_t* produced,
+                  std::size_t produced_count, const SignalComm_Name_t* consumed, std::size_t consumed_count,
+                  SignalComm_SignalGroupCache_t* cache);
+  int CacheDestroy(Call& call, SignalComm_SignalGroupCache_t* cache);
+  int CacheGetByIndex(Call& call, SignalComm_SignalGroupCache_t cache, std::size_t index,
+                      const SignalComm_SignalGroup** group);
+  int CacheRetrieve(Call& call, SignalComm_SignalGroupCache_t cache);
+  int SetNotificationConfig(Call& call, SignalComm_Context_t context, SignalComm_Name_t group,
                             SignalComm_SignalGroupNotificationConfig config);
-  int GetByteArray(SignalComm_SignalGroupCache_t cache, const SignalComm_Signal* signal, std::size_t buffer_length,
-                   std::uint8_t* buffer, std::size_t* written);
-  int GetByteArrayBuffer(SignalComm_SignalGroupCache_t cache, const SignalComm_Signal* signal,
+  int GetByteArray(Call& call, SignalComm_SignalGroupCache_t cache, const SignalComm_Signal* signal,
+                   std::size_t buffer_length, std::uint8_t* buffer, std::size_t* written);
+  int GetByteArrayBuffer(Call& call, SignalComm_SignalGroupCache_t cache, const SignalComm_Signal* signal,
                          const std::uint8_t** data, std::size_t* size);
 
   /// Logs a misuse of the service at warning level.
@@ -160,17 +180,9 @@ class ServiceCore {
     SignalComm_Name_t group;
   };
 
-  struct Injection {
-    Function function;
-    std::size_t call;  // the call count at which it fires
-    int code;
-  };
-
   ServiceCore();
   ~ServiceCore() = default;
 
-  // Counts the call and tells whether an injected failure replaces it (its code in *code). Lock held.
-  bool Intercept(Function function, int* code);
   Group* FindGroup(SignalComm_Name_t name) const;
   Group* FindGroup(zol::string_view name) const;
   ContextRecord* FindContext(SignalComm_Context_t handle) const;
@@ -209,9 +221,56 @@ class ServiceCore {
   zol::MonoClock::time_point last_arrival_;
   std::uint64_t arrival_count_{0};
 
-  std::array<std::size_t, kFunctionCount> call_counts_{};
-  std::vector<Injection> injections_;
+  zol::detail::FailureInjector<Function, kFunctionCount, int> failures_;
 };
+
+/// One call of a C function, from its entry to its return: it holds the service's lock and names the function
+/// in every message logged about it ("SignalComm_CreateContext: null argument").
+class ServiceCore::Call {
+ public:
+  Call(ServiceCore& core, Function function);
+
+  /// The service's lock, held for the whole call; a call that waits on a condition waits with it.
+  std::unique_lock<std::mutex>& lock() { return lock_; }
+
+  /// Logs a misuse of this call at warning level, after the function's name.
+  void Misuse(zol::string_view what) const;
+
+  /// Logs a misuse of this call, formatted as zol::format::FormatTo does, after the function's name.
+  template <typename... Args>
+  void MisuseFormatted(zol::string_view format, const Args&... args) const {
+    std::array<char, kMessageCapacity> message{};
+    const std::size_t prefix =
+        zol::format::FormatTo(message.data(), message.size(), "{}: ", FunctionName(function_));
+    const std::size_t length = prefix + zol::format::FormatTo(message.data() + prefix, message.size() - prefix,
+                                                              format, args...);
+    core_.Misuse(zol::string_view(message.data(), length));
+  }
+
+ private:
+  ServiceCore& core_;
+  Function function_;
+  std::unique_lock<std::mutex> lock_;
+};
+
+template <typename Body>
+int ServiceCore::Enter(Function function, Body&& body) {
+  try {
+    Call call(*this, function);
+    int injected = 0;
+    if (failures_.Intercept(function, &injected)) {
+      return injected;
+    }
+    return std::forward<Body>(body)(call);
+  } catch (const std::exception& error) {
+    // The lock is released by now: logging does not need it.
+    std::array<char, kMessageCapacity> message{};
+    const std::size_t length =
+        zol::format::FormatTo(message.data(), message.size(), "{}: {}", FunctionName(function), error.what());
+    Failure(zol::string_view(message.data(), length));
+    return SIGNALCOMM_E_NO_MEMORY;
+  }
+}
 
 }  // namespace detail
 }  // namespace signalcomm
