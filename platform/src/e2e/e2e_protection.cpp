@@ -1,4 +1,5 @@
 #include "zol/e2e/e2e_protection.h"
+#include "zol/e2e/e2e_protection_testing.h"
 
 #include <algorithm>
 #include <array>

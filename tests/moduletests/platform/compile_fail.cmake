@@ -30,3 +30,43 @@ zol_add_compile_check(StaticFunction.ACallableLargerThanTheCapacityDoesNotCompil
 zol_add_compile_check(StaticFunction.AnOverAlignedCallableDoesNotCompile
   ${ZOL_COMPILE_FAIL_DIR}/static_function_too_large.cpp ZOL_CASE_OVER_ALIGNED
   "callable needs a stricter alignment than the StaticFunction's inline storage")
+
+# The HAL is compiled without the platform's control side. Each case is a probe that builds one source with
+# exactly the usage requirements the HAL's own sources get (it links the HAL's object library) and must fail to
+# find the control header; the control case must build. The probes are built by the test, not by the build.
+set(ZOL_HAL_BOUNDARY_SOURCE ${ZOL_COMPILE_FAIL_DIR}/hal_without_control_side.cpp)
+function(zol_add_hal_boundary_check name probe define regex)
+  add_library(${probe} OBJECT EXCLUDE_FROM_ALL ${ZOL_HAL_BOUNDARY_SOURCE})
+  fsrl_library_target(${probe})
+  target_link_libraries(${probe} PRIVATE hal_frontsideradarleft_core)
+  if(NOT define STREQUAL "NONE")
+    target_compile_definitions(${probe} PRIVATE ${define})
+  endif()
+  add_test(NAME ${name} COMMAND ${CMAKE_COMMAND} --build ${CMAKE_BINARY_DIR} --target ${probe})
+  # A nested build of the same tree must not run beside another one.
+  set_tests_properties(${name} PROPERTIES RUN_SERIAL TRUE LABELS compile_check)
+  if(NOT regex STREQUAL "")
+    set_tests_properties(${name} PROPERTIES PASS_REGULAR_EXPRESSION "${regex}")
+  endif()
+endfunction()
+zol_add_hal_boundary_check(PlatformBoundary.TheHalCompilesWithThePlatformInterfacesItUses
+  hal_boundary_probe_control NONE "")
+zol_add_hal_boundary_check(PlatformBoundary.TheHalCannotIncludeTheSignalServiceControl
+  hal_boundary_probe_signal_service ZOL_CASE_SIGNAL_SERVICE "zol/signalcomm/service.h: No such file")
+zol_add_hal_boundary_check(PlatformBoundary.TheHalCannotIncludeTheE2eFaultInjection
+  hal_boundary_probe_e2e_testing ZOL_CASE_E2E_TESTING "zol/e2e/e2e_protection_testing.h: No such file")
+
+# Each platform component includes only its own headers and those of the components it depends on.
+find_package(Python3 COMPONENTS Interpreter REQUIRED)
+add_test(NAME PlatformBoundary.EveryComponentIncludesOnlyWhatItDependsOn
+  COMMAND Python3::Interpreter ${CMAKE_CURRENT_SOURCE_DIR}/boundaries/check_component_boundaries.py
+          ${CMAKE_BINARY_DIR}/platform_components.txt ${PROJECT_SOURCE_DIR}/platform)
+set_tests_properties(PlatformBoundary.EveryComponentIncludesOnlyWhatItDependsOn PROPERTIES LABELS compile_check)
+# The check itself finds a crossing: a fixture whose lower component includes the higher one.
+add_test(NAME PlatformBoundary.TheCheckReportsAComponentThatIncludesOneItDoesNotDependOn
+  COMMAND Python3::Interpreter ${CMAKE_CURRENT_SOURCE_DIR}/boundaries/check_component_boundaries.py
+          ${CMAKE_CURRENT_SOURCE_DIR}/boundaries/violation/components.txt
+          ${CMAKE_CURRENT_SOURCE_DIR}/boundaries/violation/platform)
+set_tests_properties(PlatformBoundary.TheCheckReportsAComponentThatIncludesOneItDoesNotDependOn PROPERTIES
+  PASS_REGULAR_EXPRESSION "low/low.h:2: component 'low' includes \"zol/high/high.h\" of 'high'"
+  LABELS compile_check)

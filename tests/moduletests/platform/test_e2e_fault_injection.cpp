@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "zol/e2e/e2e_protection.h"
+#include "zol/e2e/e2e_protection_testing.h"
 #include "zol/e2e/signal_group_context.h"
 
 namespace {

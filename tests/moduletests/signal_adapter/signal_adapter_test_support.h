@@ -22,6 +22,7 @@
 #include "zol/afw/core/transaction.h"
 #include "zol/e2e/crc.h"
 #include "zol/e2e/e2e_protection.h"
+#include "zol/e2e/e2e_protection_testing.h"
 #include "zol/log/logging.h"
 #include "zol/pmr/memory_resource.h"
 #include "zol/pmr/polymorphic_allocator.h"

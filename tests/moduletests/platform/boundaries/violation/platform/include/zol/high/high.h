@@ -1,0 +1,2 @@
+// Part of the fixture of a component boundary that is crossed.
+#include "zol/low/low.h"

@@ -1,0 +1,12 @@
+// Built with the HAL library's include directories: the platform's control side (what only tests and tools
+// use) must not be reachable from there. The control case includes what the HAL does use, and must compile.
+#if defined(ZOL_CASE_SIGNAL_SERVICE)
+#include "zol/signalcomm/service.h"
+#elif defined(ZOL_CASE_E2E_TESTING)
+#include "zol/e2e/e2e_protection_testing.h"
+#endif
+
+#include "zol/e2e/e2e_protection.h"
+#include "zol/signalcomm/signal_comm.h"
+
+int main() { return 0; }
