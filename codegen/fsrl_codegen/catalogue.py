@@ -28,6 +28,12 @@ LAYOUT_COLUMNS = [
     "factor", "offset", "min", "max", "flags",
 ]
 ENUM_COLUMNS = ["enumeration", "underlying_bits", "enumerator", "value"]
+DESCRIPTION_COLUMNS = ["kind", "name", "unit", "comment"]
+# Placeholders a description's comment may use: a group's by its layout, a signal's by its role.
+GROUP_PLACEHOLDERS = ("{first}", "{last}")
+SIGNAL_PLACEHOLDERS = ("{number}",)
+# Texts end up between the double quotes of a DBC file, which knows no escapes.
+DESCRIPTION_TEXT = re.compile(r"[ -!#-\[\]-~]*\Z")
 KIND_COLUMNS = ["kind", "flags", "value_type", "value_byte_length", "codec_flags", "codec_type", "count",
                 "used_for"]
 
@@ -379,6 +385,72 @@ class Checker(object):
                            % (layout, layout + suffix, length, start))
         return rows
 
+    # -- descriptions.csv --------------------------------------------------
+
+    def load_descriptions(self):
+        """{("group", layout) or ("signal", role): (unit, comment, 'file:line')}."""
+        descriptions = {}
+        for row, where in self.read_csv(os.path.join(self.dir, "descriptions.csv"), DESCRIPTION_COLUMNS) or []:
+            kind, name, unit, comment = row["kind"], row["name"], row["unit"], row["comment"]
+            if kind not in ("group", "signal"):
+                self.error(where, "description of %s: unknown kind %r (expected group or signal)" % (name, kind))
+                continue
+            if (kind, name) in descriptions:
+                self.error(where, "duplicate description of %s %s (first at %s)"
+                           % (kind, name, descriptions[(kind, name)][2]))
+                continue
+            for column, text in (("unit", unit), ("comment", comment)):
+                if not DESCRIPTION_TEXT.match(text):
+                    self.error(where, "description of %s %s: %s %r has a character other than printable ASCII "
+                               "without double quote and backslash" % (kind, name, column, text))
+            if kind == "group" and unit:
+                self.error(where, "description of group %s: a group has no unit" % name)
+            allowed = GROUP_PLACEHOLDERS if kind == "group" else SIGNAL_PLACEHOLDERS
+            for placeholder in re.findall(r"\{[^}]*\}", comment):
+                if placeholder not in allowed:
+                    self.error(where, "description of %s %s: unknown placeholder %s (expected %s)"
+                               % (kind, name, placeholder, " or ".join(allowed)))
+            descriptions[(kind, name)] = (unit, comment, where)
+        return descriptions
+
+    def describe_signal(self, descriptions, used, group_tag, family, first_number, suffix, where):
+        """The unit and comment of the group's signal with this suffix. The role is the
+        suffix without its trailing number; {number} is that number, counted from the
+        group's first detection or object."""
+        role, digits = re.match(r"(.*?)([0-9]*)\Z", suffix).groups()
+        description = descriptions.get(("signal", role))
+        if description is None:
+            self.error(where, "%s: signal %s: descriptions.csv describes no signal %s"
+                       % (group_tag, group_tag + suffix, role))
+            return "", ""
+        used.add(("signal", role))
+        unit, comment, described_at = description
+        if "{number}" in comment:
+            if not digits:
+                self.error(described_at, "description of signal %s: {number}, but signal %s has no number"
+                           % (role, group_tag + suffix))
+                return unit, comment
+            counted_from = first_number if family in ("detection", "object") and first_number is not None else 0
+            number = counted_from + int(digits)
+            comment = comment.replace("{number}", str(number))
+        return unit, comment
+
+    def describe_group(self, descriptions, used, name, layout, family, first_number, item_count, where):
+        description = descriptions.get(("group", layout))
+        if description is None:
+            self.error(where, "%s: descriptions.csv describes no group %s" % (name, layout))
+            return ""
+        used.add(("group", layout))
+        comment, described_at = description[1], description[2]
+        if any(p in comment for p in GROUP_PLACEHOLDERS):
+            if family not in ("detection", "object") or first_number is None:
+                self.error(described_at, "description of group %s: {first} and {last} need a detection or "
+                           "object group, %s is none" % (layout, name))
+                return comment
+            comment = comment.replace("{first}", str(first_number))
+            comment = comment.replace("{last}", str(first_number + item_count - 1))
+        return comment
+
     # -- groups.csv --------------------------------------------------------
 
     def load_groups(self):
@@ -387,12 +459,12 @@ class Checker(object):
             self.error("groups.csv", "no groups")
         return rows or []
 
-    def check_group(self, layouts, index, raw, where):
+    def check_group(self, layouts, descriptions, used, index, raw, where):
         """The group of row `index` of groups.csv with its signals in database order."""
         name = raw["name"]
         tag = name
         # The checked columns, gathered here and frozen into a Group at the end.
-        g = types.SimpleNamespace(item_count=0, signals=())
+        g = types.SimpleNamespace(item_count=0, signals=(), comment="")
         if not IDENTIFIER.match(name):
             self.error(where, "group name %r is not an identifier" % name)
         if len(name) >= NAME_SIZE:
@@ -488,7 +560,14 @@ class Checker(object):
                                % (tag, name + g.order_lead, g.layout))
                 else:
                     ordered = ordered[leads[0]:] + ordered[:leads[0]]
-        g.signals = tuple(Signal(group_name=name, row=r, slot=slot) for slot, r in enumerate(ordered))
+        signals = []
+        for slot, r in enumerate(ordered):
+            unit, comment = self.describe_signal(descriptions, used, name, g.family, g.first_number, r.suffix,
+                                                 r.where)
+            signals.append(Signal(group_name=name, row=r, slot=slot, unit=unit, comment=comment))
+        g.signals = tuple(signals)
+        g.comment = self.describe_group(descriptions, used, name, g.layout, g.family, g.first_number, g.item_count,
+                                        where)
         for sig in g.signals:
             if len(sig.name) >= NAME_SIZE:
                 self.error(sig.row.where, "%s: signal %s: name longer than %d characters"
@@ -519,12 +598,13 @@ class Checker(object):
                      order=raw["order"], order_lead=raw["order_lead"], signal_count=g.signal_count,
                      data_id=g.data_id, data_length=g.data_length, payload_bytes=g.payload_bytes,
                      packing_index=g.packing_index, payload_bit_offset=g.payload_bit_offset, profile=g.profile,
-                     data_id_mode=g.data_id_mode, e2e=g.e2e, signals=g.signals)
+                     data_id_mode=g.data_id_mode, e2e=g.e2e, comment=g.comment, signals=g.signals)
 
-    def check_groups(self, kinds, layouts, raw_groups):
+    def check_groups(self, kinds, layouts, descriptions, raw_groups):
         """Every group checked, alone and against the others; the groups in table order."""
         seen_names, seen_stems, seen_ids = {}, {}, {}
         groups = []
+        used = set()  # descriptions some group or signal takes
         for index, (raw, where) in enumerate(raw_groups):
             name = raw["name"]
             for table, key, what in ((seen_names, name, "group"), (seen_stems, snake(name), "accessor stem"),
@@ -532,7 +612,7 @@ class Checker(object):
                 if key in table:
                     self.error(where, "%s: duplicate %s %s (first in group %s at %s)"
                                % (name, what, key, table[key].name, table[key].where))
-            group = self.check_group(layouts, index, raw, where)
+            group = self.check_group(layouts, descriptions, used, index, raw, where)
             for table, key in ((seen_names, name), (seen_stems, snake(name)), (seen_ids, raw["data_id"])):
                 table.setdefault(key, group)
             groups.append(group)
@@ -580,6 +660,11 @@ class Checker(object):
                 if kind.count is not None and counts[kind.name] != kind.count:
                     self.error(kind.where, "kind %s: the groups hold %d such signals, kinds.csv expects %d"
                                % (kind.name, counts[kind.name], kind.count))
+        # A description nothing takes is a misspelt role or layout: it would silently describe nothing.
+        if not self.errors:
+            for key in sorted(set(descriptions) - used):
+                self.error(descriptions[key][2], "description of %s %s: no %s of the catalogue takes it"
+                           % (key[0], key[1], key[0]))
         return tuple(groups)
 
 
@@ -592,10 +677,11 @@ def load_catalogue(catalogue_dir):
     enumerations = checker.load_enumerations()
     raw_layouts = checker.load_layouts()
     raw_groups = checker.load_groups()
+    descriptions = checker.load_descriptions()
     # None stands for a layout file that could not be read (reported already).
     layouts = dict((name, None if rows is None else checker.check_layout(kinds, enumerations, name, rows))
                    for name, rows in sorted(raw_layouts.items()))
-    groups = checker.check_groups(kinds, layouts, raw_groups)
+    groups = checker.check_groups(kinds, layouts, descriptions, raw_groups)
     if checker.errors:
         raise CatalogueError(checker.errors)
     return Catalogue(kinds=kinds, enumerations=enumerations, layouts=layouts, groups=groups)

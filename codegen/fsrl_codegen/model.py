@@ -82,6 +82,8 @@ class Signal:
     group_name: str
     row: LayoutRow
     slot: int
+    unit: str  # as descriptions.csv gives it for the signal's role; empty if it has none
+    comment: str  # descriptions.csv's text with the signal's own number filled in
 
     @property
     def name(self):
@@ -130,6 +132,7 @@ class Group:
     profile: str
     data_id_mode: str
     e2e: E2eParameters
+    comment: str  # descriptions.csv's text for the group's layout, its numbers filled in
     signals: Tuple[Signal, ...]
 
     @property

@@ -3,7 +3,7 @@ and writing them into the output folder."""
 
 import os
 
-from . import adapter, database, records
+from . import adapter, database, dbc, descriptions, records
 from .cpp import BANNER_MARKER, PREFIX, banner
 
 GENERATED_HEADERS = (
@@ -12,11 +12,13 @@ GENERATED_HEADERS = (
     PREFIX + "_signal_groups_meta.h",
     PREFIX + "_detection_groups.h",
     PREFIX + "_signal_adapter.h",
+    PREFIX + "_signal_descriptions.h",
 )
 GENERATED_SOURCES = (
     PREFIX + "_e2e_database.cpp",
     PREFIX + "_signal_groups_meta.cpp",
     PREFIX + "_signal_adapter.cpp",
+    PREFIX + "_signal_descriptions.cpp",
 )
 # Headers the generated sources need but that are no interface of the library:
 # built with it, never installed.
@@ -43,7 +45,7 @@ def render_file_list():
 def render(cat):
     """All generated files as {file name: text}."""
     files = {}
-    for renderer in (database, records, adapter):
+    for renderer in (database, records, adapter, descriptions, dbc):
         files.update(renderer.render(cat))
     files[FILE_LIST] = render_file_list()
     return files
