@@ -113,7 +113,7 @@ class InitialFrontSideRadarLeftHal::Impl final : public FrontSideRadarLeftHal::I
   initialfrontsideradarlefthal::types::RSDS4SigSts2 m_signal_status2;
   /// The records of the 40 detection groups, m_signal_detections_000To004 .. m_signal_detections_195To199.
 #define FSRL_CORE_DECLARE_DETECTION_RECORD(suffix, record_type, first_detection, accessor) \
-  initialfrontsideradarlefthal::types::record_type m_signal_detections_##suffix{};
+  initialfrontsideradarlefthal::types::record_type m_signal_detections_##suffix;
   FSRL_FOR_EACH_DETECTION_GROUP(FSRL_CORE_DECLARE_DETECTION_RECORD)
 #undef FSRL_CORE_DECLARE_DETECTION_RECORD
 

@@ -69,8 +69,11 @@ InitialFrontSideRadarLeftHal::Impl::Impl(const ContextualObject* parent)
       m_log_context("FLH", "Front side radar left hal"),
       m_last_lost_com_check(zol::TimePoint::duration::zero()),
       m_signal_status1(),
-      // The detection records are value-initialised by their declarations.
-      m_signal_status2() {
+      m_signal_status2()
+// Each detection record value-initialised, m_signal_detections_000To004() .. m_signal_detections_195To199().
+#define FSRL_CORE_INIT_DETECTION_RECORD(suffix, record_type, first_detection, accessor) , m_signal_detections_##suffix()
+          FSRL_FOR_EACH_DETECTION_GROUP(FSRL_CORE_INIT_DETECTION_RECORD) {
+#undef FSRL_CORE_INIT_DETECTION_RECORD
   m_fetched_detection_scan_ids.fill(false);
 
   // The adapter owns its properties for its whole life, which ends with the core's: the cycle can hold plain
