@@ -66,7 +66,7 @@ unsigned char* ScanIdField(std::size_t group, void* record) {
 // The records of one scan as the HAL core holds them after its reads.
 struct ScanRecords {
   ScanRecords() {
-#define FSRL_BENCH_FILL(suffix, record_type, first_detection)                      \
+#define FSRL_BENCH_FILL(suffix, record_type, first_detection, accessor)            \
   FillRecord(meta::GroupIndexOf<types::record_type>::value, &detections_##suffix); \
   scan_id_fields[meta::GroupIndexOf<types::record_type>::value] =                  \
       ScanIdField(meta::GroupIndexOf<types::record_type>::value, &detections_##suffix);
@@ -95,7 +95,7 @@ struct ScanRecords {
   std::array<unsigned char*, 40> scan_id_fields{};
   types::RSDS4SigSts1 status1{};
   types::RSDS4SigSts2 status2{};
-#define FSRL_BENCH_MEMBER(suffix, record_type, first_detection) types::record_type detections_##suffix{};
+#define FSRL_BENCH_MEMBER(suffix, record_type, first_detection, accessor) types::record_type detections_##suffix{};
   FSRL_FOR_EACH_DETECTION_GROUP(FSRL_BENCH_MEMBER)
 #undef FSRL_BENCH_MEMBER
 };
@@ -114,7 +114,7 @@ struct ScanRecords {
   manager.TranslateAndStoreStatus(records.status2);
   unpublished += manager.UpdateLatestCompleteStatus(scan_id) ? 0 : 1;
   manager.InitializeDetectionsData(scan_id);
-#define FSRL_BENCH_TRANSLATE(suffix, record_type, first_detection) \
+#define FSRL_BENCH_TRANSLATE(suffix, record_type, first_detection, accessor) \
   manager.TranslateAndStoreDetection##suffix(records.detections_##suffix);
   FSRL_FOR_EACH_DETECTION_GROUP(FSRL_BENCH_TRANSLATE)
 #undef FSRL_BENCH_TRANSLATE

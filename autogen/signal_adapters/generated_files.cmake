@@ -8,6 +8,7 @@ set(FSRL_CODEGEN_HEADERS
   ${CMAKE_CURRENT_LIST_DIR}/initialfrontsideradarlefthal_signal_groups_meta.h
   ${CMAKE_CURRENT_LIST_DIR}/initialfrontsideradarlefthal_detection_groups.h
   ${CMAKE_CURRENT_LIST_DIR}/initialfrontsideradarlefthal_signal_adapter.h
+  ${CMAKE_CURRENT_LIST_DIR}/initialfrontsideradarlefthal_signal_descriptions.h
 )
 # Not installed: the inside of generated classes, for the sources and module tests.
 set(FSRL_CODEGEN_PRIVATE_HEADERS
@@ -17,4 +18,5 @@ set(FSRL_CODEGEN_SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/initialfrontsideradarlefthal_e2e_database.cpp
   ${CMAKE_CURRENT_LIST_DIR}/initialfrontsideradarlefthal_signal_groups_meta.cpp
   ${CMAKE_CURRENT_LIST_DIR}/initialfrontsideradarlefthal_signal_adapter.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/initialfrontsideradarlefthal_signal_descriptions.cpp
 )

@@ -13,49 +13,51 @@
 
 #include "initialfrontsideradarlefthal_signal_groups.h"
 
-/// X(suffix, record type in namespace types, first detection number) for each
-/// detection group, in group-table order.
-#define FSRL_FOR_EACH_DETECTION_GROUP(X) \
-  X(000To004, RSDS4Detn000To004, 0)      \
-  X(005To009, RSDS4Detn005To009, 5)      \
-  X(010To014, RSDS4Detn010To014, 10)     \
-  X(015To019, RSDS4Detn015To019, 15)     \
-  X(020To024, RSDS4Detn020To024, 20)     \
-  X(025To029, RSDS4Detn025To029, 25)     \
-  X(030To034, RSDS4Detn030To034, 30)     \
-  X(035To039, RSDS4Detn035To039, 35)     \
-  X(040To044, RSDS4Detn040To044, 40)     \
-  X(045To049, RSDS4Detn045To049, 45)     \
-  X(050To054, RSDS4Detn050To054, 50)     \
-  X(055To059, RSDS4Detn055To059, 55)     \
-  X(060To064, RSDS4Detn060To064, 60)     \
-  X(065To069, RSDS4Detn065To069, 65)     \
-  X(070To074, RSDS4Detn070To074, 70)     \
-  X(075To079, RSDS4Detn075To079, 75)     \
-  X(080To084, RSDS4Detn080To084, 80)     \
-  X(085To089, RSDS4Detn085To089, 85)     \
-  X(090To094, RSDS4Detn090To094, 90)     \
-  X(095To099, RSDS4Detn095To099, 95)     \
-  X(100To104, RSDS4Detn100To104, 100)    \
-  X(105To109, RSDS4Detn105To109, 105)    \
-  X(110To114, RSDS4Detn110To114, 110)    \
-  X(115To119, RSDS4Detn115To119, 115)    \
-  X(120To124, RSDS4Detn120To124, 120)    \
-  X(125To129, RSDS4Detn125To129, 125)    \
-  X(130To134, RSDS4Detn130To134, 130)    \
-  X(135To139, RSDS4Detn135To139, 135)    \
-  X(140To144, RSDS4Detn140To144, 140)    \
-  X(145To149, RSDS4Detn145To149, 145)    \
-  X(150To154, RSDS4Detn150To154, 150)    \
-  X(155To159, RSDS4Detn155To159, 155)    \
-  X(160To164, RSDS4Detn160To164, 160)    \
-  X(165To169, RSDS4Detn165To169, 165)    \
-  X(170To174, RSDS4Detn170To174, 170)    \
-  X(175To179, RSDS4Detn175To179, 175)    \
-  X(180To184, RSDS4Detn180To184, 180)    \
-  X(185To189, RSDS4Detn185To189, 185)    \
-  X(190To194, RSDS4Detn190To194, 190)    \
-  X(195To199, RSDS4Detn195To199, 195)
+/// X(suffix, record type in namespace types, first detection number, accessor
+/// stem) for each detection group, in group-table order. The accessor stem names
+/// the group's SignalAdapter accessor and prefixes its record fields
+/// (rsds4detn000to004() and rsds4detn000to004scan_id for X(000To004, ...)).
+#define FSRL_FOR_EACH_DETECTION_GROUP(X)                 \
+  X(000To004, RSDS4Detn000To004, 0, rsds4detn000to004)   \
+  X(005To009, RSDS4Detn005To009, 5, rsds4detn005to009)   \
+  X(010To014, RSDS4Detn010To014, 10, rsds4detn010to014)  \
+  X(015To019, RSDS4Detn015To019, 15, rsds4detn015to019)  \
+  X(020To024, RSDS4Detn020To024, 20, rsds4detn020to024)  \
+  X(025To029, RSDS4Detn025To029, 25, rsds4detn025to029)  \
+  X(030To034, RSDS4Detn030To034, 30, rsds4detn030to034)  \
+  X(035To039, RSDS4Detn035To039, 35, rsds4detn035to039)  \
+  X(040To044, RSDS4Detn040To044, 40, rsds4detn040to044)  \
+  X(045To049, RSDS4Detn045To049, 45, rsds4detn045to049)  \
+  X(050To054, RSDS4Detn050To054, 50, rsds4detn050to054)  \
+  X(055To059, RSDS4Detn055To059, 55, rsds4detn055to059)  \
+  X(060To064, RSDS4Detn060To064, 60, rsds4detn060to064)  \
+  X(065To069, RSDS4Detn065To069, 65, rsds4detn065to069)  \
+  X(070To074, RSDS4Detn070To074, 70, rsds4detn070to074)  \
+  X(075To079, RSDS4Detn075To079, 75, rsds4detn075to079)  \
+  X(080To084, RSDS4Detn080To084, 80, rsds4detn080to084)  \
+  X(085To089, RSDS4Detn085To089, 85, rsds4detn085to089)  \
+  X(090To094, RSDS4Detn090To094, 90, rsds4detn090to094)  \
+  X(095To099, RSDS4Detn095To099, 95, rsds4detn095to099)  \
+  X(100To104, RSDS4Detn100To104, 100, rsds4detn100to104) \
+  X(105To109, RSDS4Detn105To109, 105, rsds4detn105to109) \
+  X(110To114, RSDS4Detn110To114, 110, rsds4detn110to114) \
+  X(115To119, RSDS4Detn115To119, 115, rsds4detn115to119) \
+  X(120To124, RSDS4Detn120To124, 120, rsds4detn120to124) \
+  X(125To129, RSDS4Detn125To129, 125, rsds4detn125to129) \
+  X(130To134, RSDS4Detn130To134, 130, rsds4detn130to134) \
+  X(135To139, RSDS4Detn135To139, 135, rsds4detn135to139) \
+  X(140To144, RSDS4Detn140To144, 140, rsds4detn140to144) \
+  X(145To149, RSDS4Detn145To149, 145, rsds4detn145to149) \
+  X(150To154, RSDS4Detn150To154, 150, rsds4detn150to154) \
+  X(155To159, RSDS4Detn155To159, 155, rsds4detn155to159) \
+  X(160To164, RSDS4Detn160To164, 160, rsds4detn160to164) \
+  X(165To169, RSDS4Detn165To169, 165, rsds4detn165to169) \
+  X(170To174, RSDS4Detn170To174, 170, rsds4detn170to174) \
+  X(175To179, RSDS4Detn175To179, 175, rsds4detn175to179) \
+  X(180To184, RSDS4Detn180To184, 180, rsds4detn180to184) \
+  X(185To189, RSDS4Detn185To189, 185, rsds4detn185to189) \
+  X(190To194, RSDS4Detn190To194, 190, rsds4detn190to194) \
+  X(195To199, RSDS4Detn195To199, 195, rsds4detn195to199)
 
 namespace initialfrontsideradarlefthal {
 

@@ -11,6 +11,7 @@
 #include "frontsideradarlefthal.h"
 #include "frontsideradarlefthal_types.h"
 #include "initialfrontsideradarlefthal.h"
+#include "initialfrontsideradarlefthal_detection_groups.h"
 #include "initialfrontsideradarlefthal_signal_adapter.h"
 #include "initialfrontsideradarlefthal_signal_groups.h"
 #include "log/logging_wrapper.h"
@@ -110,46 +111,11 @@ class InitialFrontSideRadarLeftHal::Impl final : public FrontSideRadarLeftHal::I
   zol::TimePoint m_last_lost_com_check;
   initialfrontsideradarlefthal::types::RSDS4SigSts1 m_signal_status1;
   initialfrontsideradarlefthal::types::RSDS4SigSts2 m_signal_status2;
-  initialfrontsideradarlefthal::types::RSDS4Detn000To004 m_signal_detections_000to004;
-  initialfrontsideradarlefthal::types::RSDS4Detn005To009 m_signal_detections_005to009;
-  initialfrontsideradarlefthal::types::RSDS4Detn010To014 m_signal_detections_010to014;
-  initialfrontsideradarlefthal::types::RSDS4Detn015To019 m_signal_detections_015to019;
-  initialfrontsideradarlefthal::types::RSDS4Detn020To024 m_signal_detections_020to024;
-  initialfrontsideradarlefthal::types::RSDS4Detn025To029 m_signal_detections_025to029;
-  initialfrontsideradarlefthal::types::RSDS4Detn030To034 m_signal_detections_030to034;
-  initialfrontsideradarlefthal::types::RSDS4Detn035To039 m_signal_detections_035to039;
-  initialfrontsideradarlefthal::types::RSDS4Detn040To044 m_signal_detections_040to044;
-  initialfrontsideradarlefthal::types::RSDS4Detn045To049 m_signal_detections_045to049;
-  initialfrontsideradarlefthal::types::RSDS4Detn050To054 m_signal_detections_050to054;
-  initialfrontsideradarlefthal::types::RSDS4Detn055To059 m_signal_detections_055to059;
-  initialfrontsideradarlefthal::types::RSDS4Detn060To064 m_signal_detections_060to064;
-  initialfrontsideradarlefthal::types::RSDS4Detn065To069 m_signal_detections_065to069;
-  initialfrontsideradarlefthal::types::RSDS4Detn070To074 m_signal_detections_070to074;
-  initialfrontsideradarlefthal::types::RSDS4Detn075To079 m_signal_detections_075to079;
-  initialfrontsideradarlefthal::types::RSDS4Detn080To084 m_signal_detections_080to084;
-  initialfrontsideradarlefthal::types::RSDS4Detn085To089 m_signal_detections_085to089;
-  initialfrontsideradarlefthal::types::RSDS4Detn090To094 m_signal_detections_090to094;
-  initialfrontsideradarlefthal::types::RSDS4Detn095To099 m_signal_detections_095to099;
-  initialfrontsideradarlefthal::types::RSDS4Detn100To104 m_signal_detections_100to104;
-  initialfrontsideradarlefthal::types::RSDS4Detn105To109 m_signal_detections_105to109;
-  initialfrontsideradarlefthal::types::RSDS4Detn110To114 m_signal_detections_110to114;
-  initialfrontsideradarlefthal::types::RSDS4Detn115To119 m_signal_detections_115to119;
-  initialfrontsideradarlefthal::types::RSDS4Detn120To124 m_signal_detections_120to124;
-  initialfrontsideradarlefthal::types::RSDS4Detn125To129 m_signal_detections_125to129;
-  initialfrontsideradarlefthal::types::RSDS4Detn130To134 m_signal_detections_130to134;
-  initialfrontsideradarlefthal::types::RSDS4Detn135To139 m_signal_detections_135to139;
-  initialfrontsideradarlefthal::types::RSDS4Detn140To144 m_signal_detections_140to144;
-  initialfrontsideradarlefthal::types::RSDS4Detn145To149 m_signal_detections_145to149;
-  initialfrontsideradarlefthal::types::RSDS4Detn150To154 m_signal_detections_150to154;
-  initialfrontsideradarlefthal::types::RSDS4Detn155To159 m_signal_detections_155to159;
-  initialfrontsideradarlefthal::types::RSDS4Detn160To164 m_signal_detections_160to164;
-  initialfrontsideradarlefthal::types::RSDS4Detn165To169 m_signal_detections_165to169;
-  initialfrontsideradarlefthal::types::RSDS4Detn170To174 m_signal_detections_170to174;
-  initialfrontsideradarlefthal::types::RSDS4Detn175To179 m_signal_detections_175to179;
-  initialfrontsideradarlefthal::types::RSDS4Detn180To184 m_signal_detections_180to184;
-  initialfrontsideradarlefthal::types::RSDS4Detn185To189 m_signal_detections_185to189;
-  initialfrontsideradarlefthal::types::RSDS4Detn190To194 m_signal_detections_190to194;
-  initialfrontsideradarlefthal::types::RSDS4Detn195To199 m_signal_detections_195to199;
+  /// The records of the 40 detection groups, m_signal_detections_000To004 .. m_signal_detections_195To199.
+#define FSRL_CORE_DECLARE_DETECTION_RECORD(suffix, record_type, first_detection, accessor) \
+  initialfrontsideradarlefthal::types::record_type m_signal_detections_##suffix;
+  FSRL_FOR_EACH_DETECTION_GROUP(FSRL_CORE_DECLARE_DETECTION_RECORD)
+#undef FSRL_CORE_DECLARE_DETECTION_RECORD
 
   /// The properties the cycle reads, taken from the adapter once at construction (null without adapter). The adapter
   /// keeps them for as long as it lives, which is as long as the core; asking it for them on every read would copy
@@ -158,7 +124,7 @@ class InitialFrontSideRadarLeftHal::Impl final : public FrontSideRadarLeftHal::I
   using PropertyPointer = const zol::e2e::E2ESignalGroupProperty<Record>*;
   PropertyPointer<initialfrontsideradarlefthal::types::RSDS4SigSts1> m_status1_property{nullptr};
   PropertyPointer<initialfrontsideradarlefthal::types::RSDS4SigSts2> m_status2_property{nullptr};
-#define FSRL_CORE_DECLARE_DETECTION_PROPERTY(suffix, record_type, first_detection) \
+#define FSRL_CORE_DECLARE_DETECTION_PROPERTY(suffix, record_type, first_detection, accessor) \
   PropertyPointer<initialfrontsideradarlefthal::types::record_type> m_detection_property_##suffix{nullptr};
   FSRL_FOR_EACH_DETECTION_GROUP(FSRL_CORE_DECLARE_DETECTION_PROPERTY)
 #undef FSRL_CORE_DECLARE_DETECTION_PROPERTY

@@ -290,7 +290,7 @@ class RadarScanDataManager {
   // TranslateAndStoreDetection000To004 .. TranslateAndStoreDetection195To199, one per detection group: each stores
   // the group's five detections, as detection numbers first .. first + 4 of the group, into the detection slot of the
   // record's scan id. A detection number that is already filled in that slot keeps its first value.
-#define FSRL_DECLARE_TRANSLATE_AND_STORE_DETECTION(suffix, record_type, first_detection) \
+#define FSRL_DECLARE_TRANSLATE_AND_STORE_DETECTION(suffix, record_type, first_detection, accessor) \
   void TranslateAndStoreDetection##suffix(const initialfrontsideradarlefthal::types::record_type& detections);
   FSRL_FOR_EACH_DETECTION_GROUP(FSRL_DECLARE_TRANSLATE_AND_STORE_DETECTION)
 #undef FSRL_DECLARE_TRANSLATE_AND_STORE_DETECTION

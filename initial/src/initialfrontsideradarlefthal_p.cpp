@@ -33,50 +33,6 @@ constexpr std::size_t kImplAlignment = 8U;
 // is asked only when more than this has passed since the last evaluation.
 constexpr std::chrono::nanoseconds kLostComCheckSkipWindow(999999);
 
-// The 40 detection groups in group-table order: the lower-case stem of accessors and members, and the stem of the
-// record type and its translation.
-#define FSRL_CORE_FOR_EACH_DETECTION_GROUP(X) \
-  X(000to004, 000To004)                       \
-  X(005to009, 005To009)                       \
-  X(010to014, 010To014)                       \
-  X(015to019, 015To019)                       \
-  X(020to024, 020To024)                       \
-  X(025to029, 025To029)                       \
-  X(030to034, 030To034)                       \
-  X(035to039, 035To039)                       \
-  X(040to044, 040To044)                       \
-  X(045to049, 045To049)                       \
-  X(050to054, 050To054)                       \
-  X(055to059, 055To059)                       \
-  X(060to064, 060To064)                       \
-  X(065to069, 065To069)                       \
-  X(070to074, 070To074)                       \
-  X(075to079, 075To079)                       \
-  X(080to084, 080To084)                       \
-  X(085to089, 085To089)                       \
-  X(090to094, 090To094)                       \
-  X(095to099, 095To099)                       \
-  X(100to104, 100To104)                       \
-  X(105to109, 105To109)                       \
-  X(110to114, 110To114)                       \
-  X(115to119, 115To119)                       \
-  X(120to124, 120To124)                       \
-  X(125to129, 125To129)                       \
-  X(130to134, 130To134)                       \
-  X(135to139, 135To139)                       \
-  X(140to144, 140To144)                       \
-  X(145to149, 145To149)                       \
-  X(150to154, 150To154)                       \
-  X(155to159, 155To159)                       \
-  X(160to164, 160To164)                       \
-  X(165to169, 165To169)                       \
-  X(170to174, 170To174)                       \
-  X(175to179, 175To179)                       \
-  X(180to184, 180To184)                       \
-  X(185to189, 185To189)                       \
-  X(190to194, 190To194)                       \
-  X(195to199, 195To199)
-
 // One property read: the current value of the group's property into its record. The per-read status is not asked
 // for on purpose: whatever the group's read function makes of an E2E outcome reaches the core as the sign of the
 // returned code only.
@@ -113,47 +69,11 @@ InitialFrontSideRadarLeftHal::Impl::Impl(const ContextualObject* parent)
       m_log_context("FLH", "Front side radar left hal"),
       m_last_lost_com_check(zol::TimePoint::duration::zero()),
       m_signal_status1(),
-      m_signal_status2(),
-      m_signal_detections_000to004(),
-      m_signal_detections_005to009(),
-      m_signal_detections_010to014(),
-      m_signal_detections_015to019(),
-      m_signal_detections_020to024(),
-      m_signal_detections_025to029(),
-      m_signal_detections_030to034(),
-      m_signal_detections_035to039(),
-      m_signal_detections_040to044(),
-      m_signal_detections_045to049(),
-      m_signal_detections_050to054(),
-      m_signal_detections_055to059(),
-      m_signal_detections_060to064(),
-      m_signal_detections_065to069(),
-      m_signal_detections_070to074(),
-      m_signal_detections_075to079(),
-      m_signal_detections_080to084(),
-      m_signal_detections_085to089(),
-      m_signal_detections_090to094(),
-      m_signal_detections_095to099(),
-      m_signal_detections_100to104(),
-      m_signal_detections_105to109(),
-      m_signal_detections_110to114(),
-      m_signal_detections_115to119(),
-      m_signal_detections_120to124(),
-      m_signal_detections_125to129(),
-      m_signal_detections_130to134(),
-      m_signal_detections_135to139(),
-      m_signal_detections_140to144(),
-      m_signal_detections_145to149(),
-      m_signal_detections_150to154(),
-      m_signal_detections_155to159(),
-      m_signal_detections_160to164(),
-      m_signal_detections_165to169(),
-      m_signal_detections_170to174(),
-      m_signal_detections_175to179(),
-      m_signal_detections_180to184(),
-      m_signal_detections_185to189(),
-      m_signal_detections_190to194(),
-      m_signal_detections_195to199() {
+      m_signal_status2()
+// Each detection record value-initialised, m_signal_detections_000To004() .. m_signal_detections_195To199().
+#define FSRL_CORE_INIT_DETECTION_RECORD(suffix, record_type, first_detection, accessor) , m_signal_detections_##suffix()
+          FSRL_FOR_EACH_DETECTION_GROUP(FSRL_CORE_INIT_DETECTION_RECORD) {
+#undef FSRL_CORE_INIT_DETECTION_RECORD
   m_fetched_detection_scan_ids.fill(false);
 
   // The adapter owns its properties for its whole life, which ends with the core's: the cycle can hold plain
@@ -161,9 +81,9 @@ InitialFrontSideRadarLeftHal::Impl::Impl(const ContextualObject* parent)
   if (m_sig_adapter != nullptr) {
     m_status1_property = m_sig_adapter->rsds4sig_sts1().get();
     m_status2_property = m_sig_adapter->rsds4sig_sts2().get();
-#define FSRL_CORE_TAKE_DETECTION_PROPERTY(lower, upper) \
-  m_detection_property_##upper = m_sig_adapter->rsds4detn##lower().get();
-    FSRL_CORE_FOR_EACH_DETECTION_GROUP(FSRL_CORE_TAKE_DETECTION_PROPERTY)
+#define FSRL_CORE_TAKE_DETECTION_PROPERTY(suffix, record_type, first_detection, accessor) \
+  m_detection_property_##suffix = m_sig_adapter->accessor().get();
+    FSRL_FOR_EACH_DETECTION_GROUP(FSRL_CORE_TAKE_DETECTION_PROPERTY)
 #undef FSRL_CORE_TAKE_DETECTION_PROPERTY
   }
 
@@ -295,11 +215,11 @@ bool InitialFrontSideRadarLeftHal::Impl::FetchStatusData() {
 bool InitialFrontSideRadarLeftHal::Impl::FetchDetectionData() {
   // The first group that fails ends the fetch: a scan with a hole cannot complete in this cycle anyway, and the
   // groups after it are read again, fresh, in the next one.
-#define FSRL_CORE_READ_DETECTION_GROUP(lower, upper)                               \
-  if (!ReadProperty(m_detection_property_##upper, &m_signal_detections_##lower)) { \
-    return false;                                                                  \
+#define FSRL_CORE_READ_DETECTION_GROUP(suffix, record_type, first_detection, accessor) \
+  if (!ReadProperty(m_detection_property_##suffix, &m_signal_detections_##suffix)) {  \
+    return false;                                                                    \
   }
-  FSRL_CORE_FOR_EACH_DETECTION_GROUP(FSRL_CORE_READ_DETECTION_GROUP)
+  FSRL_FOR_EACH_DETECTION_GROUP(FSRL_CORE_READ_DETECTION_GROUP)
 #undef FSRL_CORE_READ_DETECTION_GROUP
   return true;
 }
@@ -340,9 +260,9 @@ void InitialFrontSideRadarLeftHal::Impl::InvalidateStatusIfComplete() {
 }
 
 void InitialFrontSideRadarLeftHal::Impl::UpdateFetchedDetectionScanIds() {
-#define FSRL_CORE_FLAG_SCAN_ID(lower, upper) \
-  m_fetched_detection_scan_ids[m_signal_detections_##lower.rsds4detn##lower##scan_id] = true;
-  FSRL_CORE_FOR_EACH_DETECTION_GROUP(FSRL_CORE_FLAG_SCAN_ID)
+#define FSRL_CORE_FLAG_SCAN_ID(suffix, record_type, first_detection, accessor) \
+  m_fetched_detection_scan_ids[m_signal_detections_##suffix.accessor##scan_id] = true;
+  FSRL_FOR_EACH_DETECTION_GROUP(FSRL_CORE_FLAG_SCAN_ID)
 #undef FSRL_CORE_FLAG_SCAN_ID
 }
 
@@ -352,9 +272,9 @@ void InitialFrontSideRadarLeftHal::Impl::UpdateDetectionData() {
     m_radarScanDataManager.InitializeDetectionsData(scan_id);
   }
   // Each translation files its detections under the record's own scan id, started just above.
-#define FSRL_CORE_TRANSLATE_DETECTION_GROUP(lower, upper) \
-  m_radarScanDataManager.TranslateAndStoreDetection##upper(m_signal_detections_##lower);
-  FSRL_CORE_FOR_EACH_DETECTION_GROUP(FSRL_CORE_TRANSLATE_DETECTION_GROUP)
+#define FSRL_CORE_TRANSLATE_DETECTION_GROUP(suffix, record_type, first_detection, accessor) \
+  m_radarScanDataManager.TranslateAndStoreDetection##suffix(m_signal_detections_##suffix);
+  FSRL_FOR_EACH_DETECTION_GROUP(FSRL_CORE_TRANSLATE_DETECTION_GROUP)
 #undef FSRL_CORE_TRANSLATE_DETECTION_GROUP
 }
 

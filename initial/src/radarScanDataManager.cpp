@@ -409,7 +409,7 @@ void RadarScanDataManager::TranslateAndStoreDetectionGroup(const Record& detecti
       });
 }
 
-#define FSRL_DEFINE_TRANSLATE_AND_STORE_DETECTION(suffix, record_type, first_detection)                        \
+#define FSRL_DEFINE_TRANSLATE_AND_STORE_DETECTION(suffix, record_type, first_detection, accessor)              \
   void RadarScanDataManager::TranslateAndStoreDetection##suffix(                                               \
       const initialfrontsideradarlefthal::types::record_type& detections) {                                    \
     static_assert(initialfrontsideradarlefthal::DetectionGroupTraits<                                          \

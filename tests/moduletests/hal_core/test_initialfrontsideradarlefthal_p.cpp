@@ -40,13 +40,13 @@ class InitialFrontSideRadarLeftHalTestAccess {
   static std::uint8_t status1_scan_id(const Core& core) { return core.m_signal_status1.rsds4sig_sts1scan_id; }
   static std::uint8_t status2_scan_id(const Core& core) { return core.m_signal_status2.rsds4sig_sts2scan_id; }
   static std::uint8_t detections_080to084_scan_id(const Core& core) {
-    return core.m_signal_detections_080to084.rsds4detn080to084scan_id;
+    return core.m_signal_detections_080To084.rsds4detn080to084scan_id;
   }
   static std::uint8_t detections_090to094_scan_id(const Core& core) {
-    return core.m_signal_detections_090to094.rsds4detn090to094scan_id;
+    return core.m_signal_detections_090To094.rsds4detn090to094scan_id;
   }
   static std::uint8_t detections_195to199_scan_id(const Core& core) {
-    return core.m_signal_detections_195to199.rsds4detn195to199scan_id;
+    return core.m_signal_detections_195To199.rsds4detn195to199scan_id;
   }
   static bool any_scan_id_flagged(const Core& core) {
     for (const bool flagged : core.m_fetched_detection_scan_ids) {

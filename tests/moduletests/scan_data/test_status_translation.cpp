@@ -98,7 +98,7 @@ class StatusTranslationTest : public ::testing::Test {
   CornerRadarDetections PublishedScanZero(const types::RSDS4SigSts1& message1) {
     manager_->InitializeDetectionsData(0U);
     manager_->TranslateAndStoreStatus(message1);
-#define FSRL_TEST_TRANSLATE_DEFAULT_GROUP(suffix, record_type, first_detection) \
+#define FSRL_TEST_TRANSLATE_DEFAULT_GROUP(suffix, record_type, first_detection, accessor) \
   manager_->TranslateAndStoreDetection##suffix(types::record_type{});
     FSRL_FOR_EACH_DETECTION_GROUP(FSRL_TEST_TRANSLATE_DEFAULT_GROUP)
 #undef FSRL_TEST_TRANSLATE_DEFAULT_GROUP
@@ -364,7 +364,7 @@ TEST_F(StatusTranslationTest, AMessage1WithMidRangeTimeStampZeroCompletesTheScan
   manager_->InitializeDetectionsData(0U);
   manager_->TranslateAndStoreStatus(message1);
   manager_->TranslateAndStoreStatus(CalibratedMessage2(0U));
-#define FSRL_TEST_TRANSLATE_DEFAULT_GROUP(suffix, record_type, first_detection) \
+#define FSRL_TEST_TRANSLATE_DEFAULT_GROUP(suffix, record_type, first_detection, accessor) \
   manager_->TranslateAndStoreDetection##suffix(types::record_type{});
   FSRL_FOR_EACH_DETECTION_GROUP(FSRL_TEST_TRANSLATE_DEFAULT_GROUP)
 #undef FSRL_TEST_TRANSLATE_DEFAULT_GROUP

@@ -630,7 +630,7 @@ const std::map<std::string, EnumKind> kEnumKinds = {
 template <typename... Records>
 struct RecordList {};
 
-#define FSRL_DETECTION_RECORD_TYPE(suffix, Type, first) types::Type,
+#define FSRL_DETECTION_RECORD_TYPE(suffix, Type, first, accessor) types::Type,
 using AllRecords =
     RecordList<FSRL_FOR_EACH_DETECTION_GROUP(FSRL_DETECTION_RECORD_TYPE) types::RSDS4Obj00To01, types::RSDS4Obj02To03,
                types::RSDS4Obj04To05, types::RSDS4Obj06To07, types::RSDS4Obj08To09, types::RSDS4Obj10To11,
@@ -1037,7 +1037,7 @@ TEST(SignalGroupRecords, RefPtEnumeratorsHaveExactlyTheListedValues) {
   FSRL_EXPECT_MODE_ENUMERATORS(types::Type##Mode##n##Enum);       \
   FSRL_EXPECT_DYN_PR_PTY_ENUMERATORS(types::Type##DynPrPty##n##Enum)
 
-#define FSRL_EXPECT_DETECTION_GROUP_ENUMERATIONS(suffix, Type, first) \
+#define FSRL_EXPECT_DETECTION_GROUP_ENUMERATIONS(suffix, Type, first, accessor) \
   FSRL_EXPECT_DETECTION_ENUMERATIONS_OF(Type, 0);                     \
   FSRL_EXPECT_DETECTION_ENUMERATIONS_OF(Type, 1);                     \
   FSRL_EXPECT_DETECTION_ENUMERATIONS_OF(Type, 2);                     \
@@ -1343,7 +1343,7 @@ TEST(DetectionGroupTraits, ForEachDetectionHandsOutDetectionsZeroToFourWithTheir
 }
 #undef FSRL_FILL_DETECTION
 
-#define FSRL_CHECK_DETECTION_GROUP(suffix, Type, first)                                                            \
+#define FSRL_CHECK_DETECTION_GROUP(suffix, Type, first, accessor)                                                  \
   ExpectDetectionsHandedOutFromTheirOwnFields<types::Type>(                                                        \
       first, #suffix,                                                                                              \
       {typeid(types::Type##Quality0Enum), typeid(types::Type##Quality1Enum), typeid(types::Type##Quality2Enum),    \
