@@ -144,15 +144,21 @@ void WriteTime(JsonWriter& json, std::int64_t ns) {
   json.RawNumber(std::string_view(text, FormatSeconds(ns, text)));
 }
 
-double Percentile(std::vector<double> values, double fraction) {
-  if (values.empty()) {
-    return 0.0;
+// Time stamps come from the log and may lie anywhere in the clock's range: sums and differences stop at its ends.
+std::int64_t SaturatingAdd(std::int64_t a, std::int64_t b) {
+  std::int64_t result = 0;
+  if (__builtin_add_overflow(a, b, &result)) {
+    return b > 0 ? std::numeric_limits<std::int64_t>::max() : std::numeric_limits<std::int64_t>::min();
   }
-  // Nearest rank: the smallest value with at least that fraction of all values at or below it.
-  auto rank = static_cast<std::size_t>(std::ceil(fraction * static_cast<double>(values.size())));
-  rank = std::clamp<std::size_t>(rank, 1, values.size());
-  std::nth_element(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(rank - 1), values.end());
-  return values[rank - 1];
+  return result;
+}
+
+std::int64_t SaturatingSub(std::int64_t a, std::int64_t b) {
+  std::int64_t result = 0;
+  if (__builtin_sub_overflow(a, b, &result)) {
+    return b < 0 ? std::numeric_limits<std::int64_t>::max() : std::numeric_limits<std::int64_t>::min();
+  }
+  return result;
 }
 
 // Keys are written millions of times on a long log; they are prepared once.
@@ -278,8 +284,8 @@ void WriteStatusLine(JsonWriter& json, std::int64_t t_ns, const radar_service::R
 
 // The radar marks an unused slot with its "detection unpopulated" quality, which the HAL publishes as kUnknown.
 std::size_t PopulatedDetections(const radar_service::CornerRadarDetections& scan) {
-  return static_cast<std::size_t>(std::count_if(
-      scan.detections().begin(), scan.detections().end(), [](const radar_service::RadarDetection& d) {
+  return static_cast<std::size_t>(
+      std::count_if(scan.detections().begin(), scan.detections().end(), [](const radar_service::RadarDetection& d) {
         return d.quality_aggregated() != radar_service::QualityAggregated::kUnknown;
       }));
 }
@@ -294,10 +300,58 @@ std::uint64_t ReplaySummary::frames_handed_over() const {
   return total;
 }
 
-double ReplaySummary::p50_us() const { return Percentile(cycle_us, 0.50); }
-double ReplaySummary::p99_us() const { return Percentile(cycle_us, 0.99); }
-double ReplaySummary::max_us() const {
-  return cycle_us.empty() ? 0.0 : *std::max_element(cycle_us.begin(), cycle_us.end());
+std::size_t LatencyHistogram::BucketOf(std::uint64_t ns) {
+  constexpr std::uint64_t kExact = std::uint64_t{2} << kSubBits;
+  if (ns < kExact) {
+    return static_cast<std::size_t>(ns);
+  }
+  unsigned exponent = 63U - static_cast<unsigned>(__builtin_clzll(ns));
+  if (exponent >= kTopExponent) {
+    return kBuckets - 1;
+  }
+  const std::uint64_t sub = (ns >> (exponent - kSubBits)) - (std::uint64_t{1} << kSubBits);
+  return static_cast<std::size_t>(kExact + (exponent - kSubBits - 1) * (std::uint64_t{1} << kSubBits) + sub);
+}
+
+double LatencyHistogram::MiddleOf(std::size_t bucket) {
+  constexpr std::size_t kExact = std::size_t{2} << kSubBits;
+  if (bucket < kExact) {
+    return static_cast<double>(bucket);
+  }
+  const std::size_t exponent = kSubBits + 1 + (bucket - kExact) / (std::size_t{1} << kSubBits);
+  const std::size_t sub = (bucket - kExact) % (std::size_t{1} << kSubBits);
+  const double width = std::ldexp(1.0, static_cast<int>(exponent - kSubBits));
+  return static_cast<double>((std::size_t{1} << kSubBits) + sub) * width + 0.5 * width;
+}
+
+void LatencyHistogram::Record(double us) {
+  if (counts_.empty()) {
+    counts_.assign(kBuckets, 0);
+  }
+  const double clamped = std::max(us, 0.0);
+  const double ns = std::min(std::round(clamped * 1000.0), 9.0e18);
+  ++counts_[BucketOf(static_cast<std::uint64_t>(ns))];
+  min_us_ = count_ == 0 ? clamped : std::min(min_us_, clamped);
+  max_us_ = count_ == 0 ? clamped : std::max(max_us_, clamped);
+  ++count_;
+}
+
+double LatencyHistogram::Percentile(double fraction) const {
+  if (count_ == 0) {
+    return 0.0;
+  }
+  // Nearest rank: the smallest value with at least that fraction of all values at or below it.
+  auto rank = static_cast<std::uint64_t>(std::ceil(fraction * static_cast<double>(count_)));
+  rank = std::clamp<std::uint64_t>(rank, 1, count_);
+  std::uint64_t seen = 0;
+  for (std::size_t bucket = 0; bucket < counts_.size(); ++bucket) {
+    seen += counts_[bucket];
+    if (seen >= rank) {
+      // The last bucket has no upper end; the largest time stands for it.
+      return bucket + 1 == kBuckets ? max_us_ : std::clamp(MiddleOf(bucket) / 1000.0, min_us_, max_us_);
+    }
+  }
+  return max_us_;
 }
 
 class ReplaySession::Impl {
@@ -314,6 +368,11 @@ class ReplaySession::Impl {
     }
     summary_->cycle_ns = options_.cycle_ns;
     summary_->alive_timeout_ns = options_.alive_timeout_ns;
+    // Below the alive timeout plus two cycles a leap would be cut before any cycle saw communication lost.
+    jump_threshold_ns_ =
+        std::max(options_.clock_jump_threshold_ns,
+                 SaturatingAdd(options_.alive_timeout_ns, SaturatingAdd(options_.cycle_ns, options_.cycle_ns)));
+    summary_->clock_jump_threshold_ns = jump_threshold_ns_;
     // The notifications of one cycle are collected inside ProcessFsrlInput and written after it, so that the
     // measured time is the HAL's and not the output's; a cycle normally brings one or two of each.
     pending_.reserve(8);
@@ -339,7 +398,7 @@ class ReplaySession::Impl {
   Impl(Impl&&) = delete;
   Impl& operator=(Impl&&) = delete;
 
-  bool Feed(const CanFrame& frame) {
+  bool Feed(const CanFrame& frame, std::uint64_t line) {
     if (stopped_) {
       return false;
     }
@@ -347,12 +406,30 @@ class ReplaySession::Impl {
       return false;
     }
     ++summary_->frames;
-    while (!TimeExhausted() && frame.timestamp_ns >= CycleTime(next_cycle_)) {
+    const std::int64_t stamp = frame.timestamp_ns;
+    const std::int64_t step = SaturatingSub(stamp, latest_stamp_);
+    if (step > jump_threshold_ns_) {
+      if (!BridgeJump(stamp, line)) {
+        return false;
+      }
+    } else if (step < -options_.cycle_ns) {
+      // Frames a little out of order (up to a cycle) arrive at the clock's current time; a larger step back is a
+      // new time base.
+      ReportJump(stamp, line);
+      // The frames before the step get the cycle they were due for, so that no scan is merged into the next.
+      if (!TimeExhausted() && !RunCycle()) {
+        return false;
+      }
+      Rebase(stamp);
+    }
+    const std::int64_t at = Virtual(stamp);
+    while (!TimeExhausted() && at >= CycleTime(next_cycle_)) {
       if (!RunCycle()) {
         return false;
       }
     }
-    latest_stamp_ = std::max(latest_stamp_, frame.timestamp_ns);
+    latest_stamp_ = std::max(latest_stamp_, stamp);
+    latest_virtual_ = std::max(latest_virtual_, at);
     if (frame.remote) {
       ++summary_->remote_frames;
       return true;
@@ -367,7 +444,7 @@ class ReplaySession::Impl {
       return true;
     }
     const auto group = static_cast<std::size_t>(group_index);
-    SetClock(std::max(clock_now_, frame.timestamp_ns));
+    SetClock(std::max(clock_now_, at));
     zol::signalcomm::Service::Instance().Publish(
         identities_[group], zol::memory::span<const std::uint8_t>(frame.data, GroupPayloadBytes(group, frame)));
     ++summary_->frames_per_group[group];
@@ -383,11 +460,12 @@ class ReplaySession::Impl {
       Start(0);
     }
     if (!stopped_ && summary_->frames > 0) {
-      const std::int64_t end = latest_stamp_ > std::numeric_limits<std::int64_t>::max() - options_.cycle_ns
-                                   ? std::numeric_limits<std::int64_t>::max()
-                                   : latest_stamp_ + options_.cycle_ns;
+      const std::int64_t end = SaturatingAdd(latest_virtual_, options_.cycle_ns);
       while (!TimeExhausted() && RunCycle() && last_cycle_time_ < end) {
       }
+    }
+    if (lost_) {
+      summary_->lost_comm_ns += last_cycle_time_ - lost_since_;
     }
     ClearProgress();
     if (output_ && !output_->Flush() && !output_failure_reported_) {
@@ -400,15 +478,74 @@ class ReplaySession::Impl {
  private:
   enum class Kind { kDetections, kStatus };
 
-  // t0 + k x period, held at the end of the clock's range: a log may carry time stamps up to the largest one the
-  // clock can show, and the cycles after it must not wrap round into the past.
+  // base + k x period, held at the end of the clock's range: a log may carry time stamps up to the largest one
+  // the clock can show, and the cycles after it must not wrap round into the past.
   std::int64_t CycleTime(std::uint64_t k) const {
-    const std::uint64_t room = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max() - t0_);
+    const std::uint64_t room = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max() - base_);
     const std::uint64_t period = static_cast<std::uint64_t>(options_.cycle_ns);
     if (k > room / period) {
       return std::numeric_limits<std::int64_t>::max();
     }
-    return t0_ + static_cast<std::int64_t>(k * period);
+    return base_ + static_cast<std::int64_t>(k * period);
+  }
+
+  // The platform clock runs on the replay's own (virtual) time base, which equals the recording's until the
+  // first clock jump; afterwards the two differ by what the jumps left out or took back.
+  std::int64_t Virtual(std::int64_t stamp) const {
+    return SaturatingAdd(virtual_ref_, SaturatingSub(stamp, stamp_ref_));
+  }
+  std::int64_t Recording(std::int64_t virtual_ns) const {
+    return SaturatingAdd(stamp_ref_, SaturatingSub(virtual_ns, virtual_ref_));
+  }
+
+  // The cycles start again from the frame stamped @p stamp, as from t0, at the clock's current time.
+  void Rebase(std::int64_t stamp) {
+    stamp_ref_ = stamp;
+    virtual_ref_ = clock_now_;
+    base_ = clock_now_;
+    next_cycle_ = 1;
+    latest_stamp_ = stamp;
+  }
+
+  // A leap forward: the silence is replayed up to the threshold, then the cycles resume at the frame. False when
+  // the output failed.
+  bool BridgeJump(std::int64_t stamp, std::uint64_t line) {
+    ReportJump(stamp, line);
+    const std::int64_t silence_end = SaturatingAdd(Virtual(latest_stamp_), jump_threshold_ns_);
+    while (!TimeExhausted() && CycleTime(next_cycle_) <= silence_end) {
+      if (!RunCycle()) {
+        return false;
+      }
+    }
+    Rebase(stamp);
+    return true;
+  }
+
+  void ReportJump(std::int64_t stamp, std::uint64_t line) {
+    const ClockJump jump{line, latest_stamp_, stamp};
+    const double seconds = std::fabs(static_cast<double>(SaturatingSub(stamp, latest_stamp_))) / 1e9;
+    ClearProgress();
+    if (jump.forward()) {
+      ++summary_->clock_jumps_forward;
+      if (err_ != nullptr) {
+        std::fprintf(err_,
+                     "%s:%llu: clock jump: the time stamp is %.6f s ahead of the latest one (more than %.3f s); "
+                     "replayed %.3f s of silence, then resumed at this frame\n",
+                     options_.source_name.c_str(), static_cast<unsigned long long>(line), seconds,
+                     static_cast<double>(jump_threshold_ns_) / 1e9, static_cast<double>(jump_threshold_ns_) / 1e9);
+      }
+    } else {
+      ++summary_->clock_jumps_backward;
+      if (err_ != nullptr) {
+        std::fprintf(err_,
+                     "%s:%llu: clock step back: the time stamp is %.6f s behind the latest one; resumed at this "
+                     "frame without turning the clock back\n",
+                     options_.source_name.c_str(), static_cast<unsigned long long>(line), seconds);
+      }
+    }
+    if (options_.observer != nullptr) {
+      options_.observer->OnClockJump(jump);
+    }
   }
 
   // Whether the clock's range is used up: the last cycle ran at its very end, and no later cycle can follow.
@@ -424,8 +561,12 @@ class ReplaySession::Impl {
   bool Start(std::int64_t t0) {
     started_ = true;
     t0_ = t0;
+    base_ = t0;
+    stamp_ref_ = t0;
+    virtual_ref_ = t0;
     clock_now_ = t0;
     latest_stamp_ = t0;
+    latest_virtual_ = t0;
     summary_->t0_ns = t0;
     if (options_.cycle_ns <= 0) {
       Fail("the cycle period must be positive");
@@ -503,23 +644,30 @@ class ReplaySession::Impl {
     const auto begin = std::chrono::steady_clock::now();
     const ErrorCode result = hal_.ProcessFsrlInput();
     const auto end = std::chrono::steady_clock::now();
-    summary_->cycle_us.push_back(std::chrono::duration<double, std::micro>(end - begin).count());
+    summary_->cycle_time.Record(std::chrono::duration<double, std::micro>(end - begin).count());
     ++summary_->cycles;
     last_cycle_time_ = t;
     if (zol::afw::core::IsFailure(result)) {
       ++summary_->failed_cycles;
     }
+    const std::int64_t recorded = Recording(t);
     const bool lost = IsCommunicationLost();
     if (lost) {
       ++summary_->lost_comm_cycles;
       if (!lost_) {
-        summary_->lost_comm_periods.emplace_back(t, -1);
+        lost_since_ = t;
+        if (++summary_->lost_comm_period_count <= ReplaySummary::kLostCommPeriodsKept) {
+          summary_->lost_comm_periods.push_back(LostCommPeriod{recorded, -1});
+        }
       }
     } else if (lost_) {
-      summary_->lost_comm_periods.back().second = t;
+      summary_->lost_comm_ns += t - lost_since_;
+      if (summary_->lost_comm_period_count <= ReplaySummary::kLostCommPeriodsKept) {
+        summary_->lost_comm_periods.back().until_ns = recorded;
+      }
     }
     lost_ = lost;
-    WritePending(t);
+    WritePending(recorded);
     if (options_.progress && end >= next_progress_) {
       ShowProgress(t, end);
     }
@@ -546,16 +694,22 @@ class ReplaySession::Impl {
     for (const Kind kind : pending_) {
       if (kind == Kind::kDetections) {
         const radar_service::CornerRadarDetections& scan = pending_detections_[next_detections++];
-        summary_->detections.push_back(PublishedDetections{t, scan.info().scan_id(), scan.info().is_valid(),
-                                                           scan.info().time_stamps().mid_range(),
-                                                           PopulatedDetections(scan)});
+        ++summary_->detection_scans;
+        if (options_.observer != nullptr) {
+          options_.observer->OnDetections(PublishedDetections{t, scan.info().scan_id(), scan.info().is_valid(),
+                                                              scan.info().time_stamps().mid_range(),
+                                                              PopulatedDetections(scan)});
+        }
         if (json_) {
           WriteDetectionsLine(*json_, t, scan);
         }
       } else {
         const radar_service::RadarStatus& status = pending_statuses_[next_status++];
-        summary_->statuses.push_back(
-            PublishedStatus{t, status.scan_id(), status.fault_reason().is_communication_faulty()});
+        ++summary_->status_publications;
+        if (options_.observer != nullptr) {
+          options_.observer->OnStatus(
+              PublishedStatus{t, status.scan_id(), status.fault_reason().is_communication_faulty()});
+        }
         if (json_) {
           WriteStatusLine(*json_, t, status);
         }
@@ -572,9 +726,10 @@ class ReplaySession::Impl {
       return;
     }
     const double log_seconds = static_cast<double>(t - t0_) / 1e9;
-    const int width = std::fprintf(err_, "\rfsrl replay: %.1f s of log, %llu cycles, %zu detection scans, %zu statuses",
-                                   log_seconds, static_cast<unsigned long long>(summary_->cycles),
-                                   summary_->detections.size(), summary_->statuses.size());
+    const int width = std::fprintf(
+        err_, "\rfsrl replay: %.1f s of log, %llu cycles, %llu detection scans, %llu statuses", log_seconds,
+        static_cast<unsigned long long>(summary_->cycles), static_cast<unsigned long long>(summary_->detection_scans),
+        static_cast<unsigned long long>(summary_->status_publications));
     std::fflush(err_);
     progress_width_ = std::max(progress_width_, width);
   }
@@ -617,9 +772,15 @@ class ReplaySession::Impl {
   bool setup_failed_ = false;
   bool output_failure_reported_ = false;
   bool lost_ = false;
+  std::int64_t jump_threshold_ns_ = 0;
   std::int64_t t0_ = 0;
+  std::int64_t base_ = 0;         // virtual time the cycles count from: t0, or the frame after a clock jump
+  std::int64_t stamp_ref_ = 0;    // a recording time stamp ...
+  std::int64_t virtual_ref_ = 0;  // ... and the virtual time it is replayed at
   std::int64_t clock_now_ = 0;
-  std::int64_t latest_stamp_ = 0;
+  std::int64_t latest_stamp_ = 0;  // on the recording's time base
+  std::int64_t latest_virtual_ = 0;
+  std::int64_t lost_since_ = 0;  // virtual time of the current lost period's first cycle
   std::int64_t last_cycle_time_ = 0;
   std::uint64_t next_cycle_ = 1;
   std::uint64_t frames_since_drain_ = 0;
@@ -638,15 +799,15 @@ ReplaySession::ReplaySession(const ReplayOptions& options, std::FILE* jsonl_out,
 
 ReplaySession::~ReplaySession() = default;
 
-bool ReplaySession::Feed(const CanFrame& frame) { return impl_->Feed(frame); }
+bool ReplaySession::Feed(const CanFrame& frame, std::uint64_t line) { return impl_->Feed(frame, line); }
 
 int ReplaySession::Finish() { return impl_->Finish(); }
 
 int Replay(const std::vector<CanFrame>& frames, const ReplayOptions& options, std::FILE* jsonl_out, std::FILE* err,
            ReplaySummary* summary) {
   ReplaySession session(options, jsonl_out, err, summary);
-  for (const CanFrame& frame : frames) {
-    if (!session.Feed(frame)) {
+  for (std::size_t i = 0; i < frames.size(); ++i) {
+    if (!session.Feed(frames[i], i + 1)) {
       break;
     }
   }
@@ -664,9 +825,9 @@ void WriteSummaryJson(const ReplaySummary& summary, std::FILE* out) {
   json.Key("lost_comm_cycles");
   json.UInt(summary.lost_comm_cycles);
   json.Key("detection_scans");
-  json.UInt(summary.detections.size());
+  json.UInt(summary.detection_scans);
   json.Key("status_publications");
-  json.UInt(summary.statuses.size());
+  json.UInt(summary.status_publications);
   json.Key("frames");
   json.UInt(summary.frames);
   json.Key("frames_handed_over");
@@ -688,19 +849,27 @@ void WriteSummaryJson(const ReplaySummary& summary, std::FILE* out) {
   json.UInt(summary.malformed_lines);
   json.Key("lost_comm_periods");
   json.BeginArray();
-  for (const auto& period : summary.lost_comm_periods) {
+  for (const LostCommPeriod& period : summary.lost_comm_periods) {
     json.BeginObject();
     json.Key("from");
-    WriteTime(json, period.first);
+    WriteTime(json, period.from_ns);
     json.Key("until");
-    if (period.second < 0) {
+    if (period.until_ns < 0) {
       json.Null();
     } else {
-      WriteTime(json, period.second);
+      WriteTime(json, period.until_ns);
     }
     json.EndObject();
   }
   json.EndArray();
+  json.Key("lost_comm_period_count");
+  json.UInt(summary.lost_comm_period_count);
+  json.Key("lost_comm_ms");
+  json.Double(static_cast<double>(summary.lost_comm_ns) / 1e6);
+  json.Key("clock_jumps_forward");
+  json.UInt(summary.clock_jumps_forward);
+  json.Key("clock_jumps_backward");
+  json.UInt(summary.clock_jumps_backward);
   json.Key("process_fsrl_input_us");
   json.BeginObject();
   json.Key("p50");
@@ -716,6 +885,8 @@ void WriteSummaryJson(const ReplaySummary& summary, std::FILE* out) {
   json.Double(static_cast<double>(summary.cycle_ns) / 1e6);
   json.Key("alive_timeout_ms");
   json.Double(static_cast<double>(summary.alive_timeout_ns) / 1e6);
+  json.Key("clock_jump_ms");
+  json.Double(static_cast<double>(summary.clock_jump_threshold_ns) / 1e6);
   json.Key("hal_log_lines");
   json.UInt(summary.hal_log_lines);
   json.EndObject();

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <memory>
 #include <utility>
 
 #include "fsrl/frame_builder.h"
@@ -780,80 +781,78 @@ bool ValidateSimulationOptions(const SimulationOptions& options, std::string& er
   return true;
 }
 
-Simulation Simulate(const SimulationOptions& options) {
-  Simulation simulation;
-  std::string ignored;
-  if (!ValidateSimulationOptions(options, ignored)) {
-    return simulation;
+class Simulator::Impl {
+ public:
+  explicit Impl(const SimulationOptions& options)
+      : options_(options), scene_(MakeScene(options.seed)), slots_(FindSlots()), order_(SendOrder()) {
+    std::string ignored;
+    valid_ = ValidateSimulationOptions(options_, ignored);
+    // Faults by scan, so that each scan looks only at its own; faults of one scan keep the order they were given.
+    std::stable_sort(options_.faults.begin(), options_.faults.end(),
+                     [](const Fault& a, const Fault& b) { return a.scan < b.scan; });
+    counters_.fill(options_.start_counter);
+    // The radar's clock: its own epoch, counting nanoseconds since it started; it keeps running through silences.
+    sensor_start_ns_ = 8000000000ULL + (Mix(options_.seed) % 1000000ULL) * 1000ULL;
+    faults_here_.reserve(8);
   }
-  const Scene scene = MakeScene(options.seed);
-  const Slots slots = FindSlots();
-  const std::array<std::size_t, kGroupCount> order = SendOrder();
 
-  // Faults by scan, so that each scan looks only at its own.
-  std::vector<std::vector<const Fault*>> faults_at(options.scans);
-  for (const Fault& fault : options.faults) {
-    faults_at[fault.scan].push_back(&fault);
-  }
-
-  std::array<std::uint8_t, kGroupCount> counters{};
-  counters.fill(options.start_counter);
-  std::array<std::vector<std::uint8_t>, kGroupCount> previous;  // last intended payload per group
-  // The radar's clock: its own epoch, counting nanoseconds since it started; it keeps running through silences.
-  const std::uint64_t sensor_start_ns = 8000000000ULL + (Mix(options.seed) % 1000000ULL) * 1000ULL;
-  std::int64_t delay_ns = 0;  // added by silences so far
-  simulation.frames.reserve(static_cast<std::size_t>(options.scans) * kGroupCount);
-  simulation.scans.reserve(options.scans);
-
-  for (std::uint32_t index = 0; index < options.scans; ++index) {
-    for (const Fault* fault : faults_at[index]) {
+  bool Next(SimulatedScan& scan, std::vector<CanFrame>& frames) {
+    frames.clear();
+    if (!valid_ || index_ >= options_.scans) {
+      return false;
+    }
+    const std::uint32_t index = index_++;
+    faults_here_.clear();
+    while (next_fault_ < options_.faults.size() && options_.faults[next_fault_].scan == index) {
+      faults_here_.push_back(&options_.faults[next_fault_++]);
+    }
+    for (const Fault* fault : faults_here_) {
       if (fault->kind == FaultKind::kSilence) {
         // Whole periods keep every later scan's frames on the same phase of the scan grid, so a replay with the
         // scan period still sees each scan in one cycle.
         const std::int64_t silence_ns = static_cast<std::int64_t>(fault->amount) * 1000000;
-        delay_ns += (silence_ns + options.period_ns - 1) / options.period_ns * options.period_ns;
+        delay_ns_ += (silence_ns + options_.period_ns - 1) / options_.period_ns * options_.period_ns;
       }
     }
     const std::int64_t scan_time_ns =
-        options.start_time_ns + static_cast<std::int64_t>(index) * options.period_ns + delay_ns;
-    const double t_s = static_cast<double>(scan_time_ns - options.start_time_ns) * 1e-9;
+        options_.start_time_ns + static_cast<std::int64_t>(index) * options_.period_ns + delay_ns_;
+    const double t_s = static_cast<double>(scan_time_ns - options_.start_time_ns) * 1e-9;
     const std::uint8_t scan_id = static_cast<std::uint8_t>(index & 0xFFU);
     // Each scan's noise comes from its own stream, so that a fault in one scan changes no other.
-    Random random(Mix(options.seed) ^ Mix(0xD1CE0000ULL + index));
+    Random random(Mix(options_.seed) ^ Mix(0xD1CE0000ULL + index));
 
-    const std::uint64_t mid_ns = sensor_start_ns + static_cast<std::uint64_t>(scan_time_ns - options.start_time_ns);
+    const std::uint64_t mid_ns = sensor_start_ns_ + static_cast<std::uint64_t>(scan_time_ns - options_.start_time_ns);
     const std::array<std::uint64_t, 4> stamps = {mid_ns - 9000000ULL, mid_ns - 4500000ULL, mid_ns, mid_ns + 4500000ULL};
 
     std::array<GroupPayloadBuilder, kGroupCount> builders = MakeBuilders();
     FillStatus(builders[kStatus1Group], builders[kStatus2Group], scan_id, stamps, random);
-    FillDetections(builders, slots, ObserveScene(scene, t_s, random), scan_id);
-    FillObjects(builders, scene, t_s, scan_id, index, random);
+    FillDetections(builders, slots_, ObserveScene(scene_, t_s, random), scan_id);
+    FillObjects(builders, scene_, t_s, scan_id, index, random);
 
-    for (const Fault* fault : faults_at[index]) {
+    for (const Fault* fault : faults_here_) {
       if (fault->kind == FaultKind::kCounterJump) {
-        counters[fault->group] = static_cast<std::uint8_t>(counters[fault->group] + fault->amount);
+        counters_[fault->group] = static_cast<std::uint8_t>(counters_[fault->group] + fault->amount);
       }
     }
     std::array<std::vector<std::uint8_t>, kGroupCount> payloads;
     for (std::size_t group = 0; group < kGroupCount; ++group) {
-      payloads[group] = builders[group].Build(counters[group]);
-      counters[group] = static_cast<std::uint8_t>(counters[group] + 1U);
+      payloads[group] = builders[group].Build(counters_[group]);
+      counters_[group] = static_cast<std::uint8_t>(counters_[group] + 1U);
     }
 
-    SimulatedScan scan;
+    scan = SimulatedScan();
     scan.index = index;
     scan.scan_id = scan_id;
     scan.first_frame_ns = scan_time_ns;
     scan.time_stamps = stamps;
-    Expect(payloads, slots, scan);
-    simulation.scans.push_back(scan);
+    Expect(payloads, slots_, scan);
 
     for (std::size_t position = 0; position < kGroupCount; ++position) {
-      const std::size_t group = order[position];
+      const std::size_t group = order_[position];
       std::vector<std::uint8_t> payload = payloads[group];
       std::size_t length = payload.size();
       bool dropped = false;
-      for (const Fault* fault : faults_at[index]) {
+      for (const Fault* fault : faults_here_) {
         if (fault->kind == FaultKind::kSilence || fault->group != group) {
           continue;
         }
@@ -869,7 +868,7 @@ Simulation Simulate(const SimulationOptions& options) {
             dropped = true;
             break;
           case FaultKind::kRepeat:
-            payload = previous[group];
+            payload = previous_[group];
             break;
           case FaultKind::kShort:
             length = ShortLength(payload.size());
@@ -880,32 +879,81 @@ Simulation Simulate(const SimulationOptions& options) {
         }
       }
       if (!dropped) {
-        simulation.frames.push_back(
+        frames.push_back(
             MakeFrame(scan_time_ns + static_cast<std::int64_t>(position) * kFrameSpacingNs, group, payload, length));
       }
     }
-    previous = std::move(payloads);
+    previous_ = std::move(payloads);
+    return true;
+  }
+
+ private:
+  SimulationOptions options_;
+  bool valid_ = false;
+  const Scene scene_;
+  const Slots slots_;
+  const std::array<std::size_t, kGroupCount> order_;
+  std::array<std::uint8_t, kGroupCount> counters_{};
+  std::array<std::vector<std::uint8_t>, kGroupCount> previous_;  // last intended payload per group
+  std::uint64_t sensor_start_ns_ = 0;
+  std::int64_t delay_ns_ = 0;  // added by silences so far
+  std::uint32_t index_ = 0;
+  std::size_t next_fault_ = 0;
+  std::vector<const Fault*> faults_here_;
+};
+
+Simulator::Simulator(const SimulationOptions& options) : impl_(std::make_unique<Impl>(options)) {}
+Simulator::~Simulator() = default;
+bool Simulator::Next(SimulatedScan& scan, std::vector<CanFrame>& frames) { return impl_->Next(scan, frames); }
+
+Simulation Simulate(const SimulationOptions& options) {
+  Simulation simulation;
+  std::string ignored;
+  if (!ValidateSimulationOptions(options, ignored)) {
+    return simulation;
+  }
+  simulation.frames.reserve(static_cast<std::size_t>(options.scans) * kGroupCount);
+  simulation.scans.reserve(options.scans);
+  Simulator simulator(options);
+  SimulatedScan scan;
+  std::vector<CanFrame> frames;
+  while (simulator.Next(scan, frames)) {
+    simulation.scans.push_back(scan);
+    simulation.frames.insert(simulation.frames.end(), frames.begin(), frames.end());
   }
   return simulation;
 }
 
+CandumpLogWriter::CandumpLogWriter(std::FILE* out) : out_(out) { block_.reserve(kBlockBytes); }
+
+bool CandumpLogWriter::Write(const CanFrame& frame) {
+  block_ += FormatCandumpLine(frame.timestamp_ns, frame.iface, CanId{frame.id, frame.extended}, frame.data,
+                              frame.length, frame.fd, frame.fd_flags);
+  // A candump line is far shorter than the room left, so the block never grows past its reserve.
+  if (block_.size() >= kBlockBytes - 256U) {
+    return Flush();
+  }
+  return ok_;
+}
+
+bool CandumpLogWriter::Flush() {
+  if (ok_ && !block_.empty() && std::fwrite(block_.data(), 1, block_.size(), out_) != block_.size()) {
+    ok_ = false;
+  }
+  block_.clear();
+  return ok_;
+}
+
+bool CandumpLogWriter::Finish() { return Flush() && std::fflush(out_) == 0; }
+
 bool WriteCandumpLog(const std::vector<CanFrame>& frames, std::FILE* out) {
-  std::string block;
-  block.reserve(1U << 16U);
+  CandumpLogWriter writer(out);
   for (const CanFrame& frame : frames) {
-    block += FormatCandumpLine(frame.timestamp_ns, frame.iface, CanId{frame.id, frame.extended}, frame.data,
-                               frame.length, frame.fd, frame.fd_flags);
-    if (block.size() >= (1U << 16U) - 256U) {
-      if (std::fwrite(block.data(), 1, block.size(), out) != block.size()) {
-        return false;
-      }
-      block.clear();
+    if (!writer.Write(frame)) {
+      return false;
     }
   }
-  if (!block.empty() && std::fwrite(block.data(), 1, block.size(), out) != block.size()) {
-    return false;
-  }
-  return std::fflush(out) == 0;
+  return writer.Finish();
 }
 
 }  // namespace fsrl
