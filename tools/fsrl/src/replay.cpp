@@ -14,6 +14,7 @@
 #include "fsrl/json_writer.h"
 #include "replay_hal.h"
 #include "replay_json.h"
+#include "replay_progress.h"
 #include "replay_timeline.h"
 
 namespace fsrl {
@@ -22,10 +23,6 @@ namespace {
 using internal::Notifications;
 using internal::SaturatingAdd;
 using internal::SaturatingSub;
-
-// A progress line appears only once a replay has taken this long, and is rewritten at most this often.
-constexpr std::chrono::milliseconds kProgressDelay{1000};
-constexpr std::chrono::milliseconds kProgressInterval{250};
 
 // The radar marks an unused slot with its "detection unpopulated" quality, which the HAL publishes as kUnknown.
 std::size_t PopulatedDetections(const radar_service::CornerRadarDetections& scan) {
@@ -44,7 +41,8 @@ class ReplaySession::Impl {
         err_(err),
         summary_(summary != nullptr ? summary : &own_summary_),
         hal_(err, options.hal_log),
-        timeline_(options.cycle_ns) {
+        timeline_(options.cycle_ns),
+        progress_(err, options.progress) {
     if (jsonl_out != nullptr) {
       output_.emplace(jsonl_out);
       json_.emplace(*output_);
@@ -56,7 +54,6 @@ class ReplaySession::Impl {
         std::max(options_.clock_jump_threshold_ns,
                  SaturatingAdd(options_.alive_timeout_ns, SaturatingAdd(options_.cycle_ns, options_.cycle_ns)));
     summary_->clock_jump_threshold_ns = jump_threshold_ns_;
-    next_progress_ = std::chrono::steady_clock::now() + kProgressDelay;
   }
 
   bool Feed(const CanFrame& frame, std::uint64_t line) {
@@ -125,7 +122,7 @@ class ReplaySession::Impl {
     if (lost_) {
       summary_->lost_comm_ns += last_cycle_time_ - lost_since_;
     }
-    ClearProgress();
+    progress_.Clear();
     if (output_ && !output_->Flush() && !output_failure_reported_) {
       ReportOutputFailure();
     }
@@ -186,7 +183,7 @@ class ReplaySession::Impl {
   void ReportJump(std::int64_t stamp, std::uint64_t line) {
     const ClockJump jump{line, latest_stamp_, stamp};
     const double seconds = std::fabs(static_cast<double>(SaturatingSub(stamp, latest_stamp_))) / 1e9;
-    ClearProgress();
+    progress_.Clear();
     if (jump.forward()) {
       ++summary_->clock_jumps_forward;
       if (err_ != nullptr) {
@@ -228,10 +225,7 @@ class ReplaySession::Impl {
     const std::int64_t recorded = timeline_.Recording(t);
     CountLostCommunication(t, recorded);
     WritePending(recorded);
-    const auto now = std::chrono::steady_clock::now();
-    if (options_.progress && now >= next_progress_) {
-      ShowProgress(t, now);
-    }
+    progress_.Update(static_cast<double>(t - t0_) / 1e9, *summary_);
     if (output_ && output_->failed()) {
       ReportOutputFailure();
       return false;
@@ -289,30 +283,8 @@ class ReplaySession::Impl {
     pending.clear();
   }
 
-  void ShowProgress(std::int64_t t, std::chrono::steady_clock::time_point now) {
-    next_progress_ = now + kProgressInterval;
-    if (err_ == nullptr) {
-      return;
-    }
-    const double log_seconds = static_cast<double>(t - t0_) / 1e9;
-    const int width = std::fprintf(
-        err_, "\rfsrl replay: %.1f s of log, %llu cycles, %llu detection scans, %llu statuses", log_seconds,
-        static_cast<unsigned long long>(summary_->cycles), static_cast<unsigned long long>(summary_->detection_scans),
-        static_cast<unsigned long long>(summary_->status_publications));
-    std::fflush(err_);
-    progress_width_ = std::max(progress_width_, width);
-  }
-
-  void ClearProgress() {
-    if (progress_width_ > 0 && err_ != nullptr) {
-      std::fprintf(err_, "\r%*s\r", progress_width_, "");
-      std::fflush(err_);
-      progress_width_ = 0;
-    }
-  }
-
   void ReportOutputFailure() {
-    ClearProgress();
+    progress_.Clear();
     if (err_ != nullptr) {
       std::fprintf(err_, "fsrl replay: cannot write the output: %s\n", std::strerror(output_->error_number()));
     }
@@ -341,8 +313,7 @@ class ReplaySession::Impl {
   std::int64_t lost_since_ = 0;  // virtual time of the current lost period's first cycle
   std::int64_t last_cycle_time_ = 0;
 
-  std::chrono::steady_clock::time_point next_progress_;
-  int progress_width_ = 0;
+  internal::ProgressLine progress_;
 };
 
 ReplaySession::ReplaySession(const ReplayOptions& options, std::FILE* jsonl_out, std::FILE* err, ReplaySummary* summary)
