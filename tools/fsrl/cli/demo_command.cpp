@@ -135,10 +135,10 @@ struct ScanOutcome {
 // Matches the notifications to the simulated scans. Detection scans are told apart by their mid-range time
 // stamps (unique and rising); statuses carry only their scan id, so they are matched in order, leaving out the
 // statuses that only mark lost communication.
-std::vector<ScanOutcome> Outcomes(const Simulation& simulation, const Publications& summary) {
+std::vector<ScanOutcome> Outcomes(const Simulation& simulation, const Publications& notifications) {
   std::vector<ScanOutcome> outcomes(simulation.scans.size());
   std::size_t next = 0;
-  for (const PublishedDetections& published : summary.detections) {
+  for (const PublishedDetections& published : notifications.detections) {
     while (next < simulation.scans.size() &&
            static_cast<std::int64_t>(simulation.scans[next].time_stamps[2]) < published.mid_range_time_stamp) {
       ++next;
@@ -149,7 +149,7 @@ std::vector<ScanOutcome> Outcomes(const Simulation& simulation, const Publicatio
     }
   }
   next = 0;
-  for (const PublishedStatus& published : summary.statuses) {
+  for (const PublishedStatus& published : notifications.statuses) {
     if (published.communication_fault) {
       continue;
     }
@@ -165,9 +165,10 @@ std::vector<ScanOutcome> Outcomes(const Simulation& simulation, const Publicatio
   return outcomes;
 }
 
-bool InOrderOnce(const Publications& summary) {
-  for (std::size_t i = 1; i < summary.detections.size(); ++i) {
-    if (summary.detections[i].mid_range_time_stamp <= summary.detections[i - 1].mid_range_time_stamp) {
+bool InOrderOnce(const Publications& notifications) {
+  const std::vector<PublishedDetections>& detections = notifications.detections;
+  for (std::size_t i = 1; i < detections.size(); ++i) {
+    if (detections[i].mid_range_time_stamp <= detections[i - 1].mid_range_time_stamp) {
       return false;
     }
   }
