@@ -152,44 +152,65 @@ std::FILE* DevNull() {
   return file;
 }
 
+// Every notification, as the replay's observer hears of them (the summary keeps only counts).
+struct Recorder : fsrl::ReplayObserver {
+  std::vector<fsrl::PublishedDetections> detections;
+  std::vector<fsrl::PublishedStatus> statuses;
+  void OnDetections(const fsrl::PublishedDetections& published) override { detections.push_back(published); }
+  void OnStatus(const fsrl::PublishedStatus& published) override { statuses.push_back(published); }
+};
+
 void CheckSummary(const std::vector<CanFrame>& frames, const fsrl::ReplayOptions& options,
-                  const fsrl::ReplaySummary& summary) {
+                  const fsrl::ReplaySummary& summary, const Recorder& published) {
   FuzzCheck(summary.frames == frames.size(), "the summary counts another number of frames than were given");
   FuzzCheck(summary.frames_handed_over() + summary.unmapped_frames + summary.remote_frames + summary.error_frames ==
                 summary.frames,
             "frames handed over, unmapped, remote and error frames do not add up to the frames given");
   FuzzCheck(summary.cycle_ns == options.cycle_ns, "the summary gives another cycle period than was asked for");
-  FuzzCheck(summary.cycle_us.size() == summary.cycles, "not every cycle has its time");
+  FuzzCheck(summary.cycle_time.count() == summary.cycles, "not every cycle has its time");
   FuzzCheck(summary.failed_cycles <= summary.cycles, "more failed cycles than cycles");
   FuzzCheck(summary.lost_comm_cycles <= summary.cycles, "more cycles in lost communication than cycles");
+  FuzzCheck(summary.detection_scans == published.detections.size(), "detection notifications miscounted");
+  FuzzCheck(summary.status_publications == published.statuses.size(), "status notifications miscounted");
+  FuzzCheck(summary.lost_comm_periods.size() <= fsrl::ReplaySummary::kLostCommPeriodsKept &&
+                summary.lost_comm_periods.size() <= summary.lost_comm_period_count,
+            "more lost-communication periods kept than allowed or than counted");
   if (frames.empty()) {
     FuzzCheck(summary.cycles == 0, "cycles run without frames");
     return;
   }
   FuzzCheck(summary.t0_ns == frames.front().timestamp_ns, "t0 is not the first frame's time stamp");
   FuzzCheck(summary.cycles >= 1, "no cycle runs over a frame");
+  const std::uint64_t jumps = summary.clock_jumps_forward + summary.clock_jumps_backward;
+  if (jumps != 0) {
+    // Time stamps that step back start the time line again, so the span no longer bounds the cycles; the gaps
+    // between frames do: none is replayed longer than the clock jump threshold.
+    const auto per_gap = static_cast<std::uint64_t>(summary.clock_jump_threshold_ns / options.cycle_ns) + 2;
+    FuzzCheck(summary.cycles <= (frames.size() + 1) * per_gap, "more cycles than the frames' gaps need");
+    return;  // the notifications' times follow the log's time base, which jumped
+  }
   FuzzCheck(summary.cycles <= static_cast<std::uint64_t>(kMaxCycles) + 2, "more cycles than the time span needs");
   std::int64_t previous = summary.t0_ns;
-  for (const fsrl::PublishedDetections& detections : summary.detections) {
+  for (const fsrl::PublishedDetections& detections : published.detections) {
     FuzzCheck(detections.t_ns > summary.t0_ns && (detections.t_ns - summary.t0_ns) % options.cycle_ns == 0,
               "a detection notification is not stamped with a cycle time");
     FuzzCheck(detections.t_ns >= previous, "detection notifications go back in time");
     previous = detections.t_ns;
   }
   previous = summary.t0_ns;
-  for (const fsrl::PublishedStatus& status : summary.statuses) {
+  for (const fsrl::PublishedStatus& status : published.statuses) {
     FuzzCheck(status.t_ns > summary.t0_ns && (status.t_ns - summary.t0_ns) % options.cycle_ns == 0,
               "a status notification is not stamped with a cycle time");
     FuzzCheck(status.t_ns >= previous, "status notifications go back in time");
     previous = status.t_ns;
   }
   for (std::size_t i = 0; i < summary.lost_comm_periods.size(); ++i) {
-    const auto& period = summary.lost_comm_periods[i];
+    const fsrl::LostCommPeriod& period = summary.lost_comm_periods[i];
     const bool last = i + 1 == summary.lost_comm_periods.size();
-    FuzzCheck(period.second > period.first || (last && period.second == -1),
+    FuzzCheck(period.until_ns > period.from_ns || (last && period.until_ns == -1),
               "a period of lost communication ends before it begins, or is left open before the last");
     if (i != 0) {
-      FuzzCheck(period.first > summary.lost_comm_periods[i - 1].second,
+      FuzzCheck(period.from_ns > summary.lost_comm_periods[i - 1].until_ns,
                 "periods of lost communication overlap or are out of order");
     }
   }
@@ -212,11 +233,13 @@ void RunReplay(const std::uint8_t* data, std::size_t size) {
   BoundTimeSpan(frames, options.cycle_ns);
 
   fsrl::ReplaySummary summary;
+  Recorder published;
+  options.observer = &published;
   const int result = fsrl::Replay(frames, options, DevNull(), DevNull(), &summary);
   // The replay reset the signal service: a client kept by another target is gone.
   ++SignalServiceGeneration();
   FuzzCheck(result == fsrl::kReplayOk, "the replay fails");
-  CheckSummary(frames, options, summary);
+  CheckSummary(frames, options, summary, published);
   if (DevNull() != nullptr) {
     fsrl::WriteSummaryJson(summary, DevNull());
   }

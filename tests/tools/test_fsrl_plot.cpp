@@ -319,7 +319,7 @@ class FsrlPlot : public ::testing::Test {
     EXPECT_EQ(fsrl::Replay(simulation_.frames, fsrl::ReplayOptions{}, jsonl, err, &summary), fsrl::kReplayOk);
     std::fclose(jsonl);
     std::fclose(err);
-    EXPECT_EQ(summary.detections.size(), scans);
+    EXPECT_EQ(summary.detection_scans, scans);
     return path;
   }
 

@@ -282,6 +282,16 @@ void ExpectStatusLine(const JsonValue& line, std::int64_t t_ns, const ScanValues
   EXPECT_EQ(line["flr_temperature"].text, "0");
 }
 
+// Every notification and clock jump, as the replay's observer hears of them.
+struct Recorder : fsrl::ReplayObserver {
+  std::vector<fsrl::PublishedDetections> detections;
+  std::vector<fsrl::PublishedStatus> statuses;
+  std::vector<fsrl::ClockJump> jumps;
+  void OnDetections(const fsrl::PublishedDetections& published) override { detections.push_back(published); }
+  void OnStatus(const fsrl::PublishedStatus& published) override { statuses.push_back(published); }
+  void OnClockJump(const fsrl::ClockJump& jump) override { jumps.push_back(jump); }
+};
+
 class FsrlReplay : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -433,6 +443,142 @@ TEST_F(FsrlReplay, LostCommunicationIsCountedPerCycleAndAsAPeriod) {
   EXPECT_EQ(longer["alive_timeout_ms"].text, "300");
 }
 
+// ---------------------------------------------------------------------------------------------------------------
+// Clock jumps.
+
+constexpr std::int64_t kThreeYears = std::int64_t{3} * 365 * 24 * 3600 * 1000 * kMs;
+
+TEST_F(FsrlReplay, AThreeYearJumpIsReportedOnceAndCostsAFewSecondsOfSilenceNotThreeYears) {
+  RadarLog log;
+  log.AddScan(kT0, Scan(1, 1000000, 1));                           // lines 1..42
+  log.AddScan(kT0 + kThreeYears, Scan(2, 1050000, 2));             // lines 43..84
+  log.AddScan(kT0 + kThreeYears + 50 * kMs, Scan(3, 1100000, 3));  // lines 85..126
+  const std::string summary_path = dir_.path() + "/summary.json";
+  const ReplayRun run = RunLog(log, {"--summary-json", summary_path});
+  ASSERT_EQ(run.exit_code, fsrl::kExitOk) << run.err;
+  const std::string path = dir_.path() + "/radar.log";
+  EXPECT_THAT(run.err, HasSubstr(path + ":43: clock jump: the time stamp is 94607999.995900 s ahead"))
+      << "three years less the 4.1 ms of the first scan";
+  EXPECT_THAT(run.err, HasSubstr("replayed 5.000 s of silence"));
+  EXPECT_EQ(run.err.find("clock jump:"), run.err.rfind("clock jump:")) << "reported once";
+  EXPECT_THAT(run.err, HasSubstr("1 clock jump(s) forward and 0 step(s) back bridged"));
+
+  JsonValue summary;
+  ASSERT_TRUE(fsrl_test::JsonParser::Parse(ReadFile(summary_path), summary));
+  EXPECT_EQ(summary["clock_jumps_forward"].text, "1");
+  EXPECT_EQ(summary["clock_jumps_backward"].text, "0");
+  EXPECT_EQ(summary["clock_jump_ms"].text, "5000");
+  // 5 s of silence after the first scan (100 cycles), then the two scans after the jump and one more cycle.
+  EXPECT_LE(std::stoull(summary["cycles"].text), 105U);
+  EXPECT_LE(run.lines.size(), 110U) << "output bounded by the recording, not by the jump";
+
+  // Every scan is still published; those after the jump at T_k on the log's own time base.
+  std::vector<std::string> detection_times;
+  for (const JsonValue& line : run.lines) {
+    if (line["type"].text == "detections") {
+      detection_times.push_back(line["t"].text);
+    }
+  }
+  EXPECT_THAT(detection_times, ::testing::ElementsAre(Seconds(kT0 + 50 * kMs), Seconds(kT0 + kThreeYears + 50 * kMs),
+                                                      Seconds(kT0 + kThreeYears + 100 * kMs)));
+  EXPECT_EQ(summary["detection_scans"].text, "3");
+}
+
+TEST_F(FsrlReplay, LostCommunicationIsReportedAcrossAJumpAndRecoversWithTheFirstScanAfterIt) {
+  RadarLog log;
+  log.AddScan(kT0, Scan(1, 1000000, 1));
+  log.AddScan(kT0 + kThreeYears, Scan(2, 1050000, 2));
+  const std::string summary_path = dir_.path() + "/summary.json";
+  const ReplayRun run = RunLog(log, {"--summary-json", summary_path});
+  ASSERT_EQ(run.exit_code, fsrl::kExitOk) << run.err;
+  std::size_t lost_statuses = 0;
+  for (const JsonValue& line : run.lines) {
+    if (line["type"].text == "status" && line["fault_reason"]["is_communication_faulty"].boolean) {
+      ++lost_statuses;
+      EXPECT_EQ(line["scan_id"].text, "1");
+    }
+  }
+  // Lost from the first cycle more than 200 ms after the last frame (t0 + 250 ms) to the end of the 5 s replayed.
+  EXPECT_EQ(lost_statuses, 96U);
+  JsonValue summary;
+  ASSERT_TRUE(fsrl_test::JsonParser::Parse(ReadFile(summary_path), summary));
+  EXPECT_EQ(summary["lost_comm_cycles"].text, "96");
+  ASSERT_EQ(summary["lost_comm_periods"].items.size(), 1U);
+  EXPECT_EQ(summary["lost_comm_periods"].items[0]["from"].text, Seconds(kT0 + 250 * kMs));
+  EXPECT_EQ(summary["lost_comm_periods"].items[0]["until"].text, Seconds(kT0 + kThreeYears + 50 * kMs));
+  EXPECT_EQ(summary["lost_comm_ms"].text, "4800") << "virtual time lost: 250 ms .. 5050 ms of the replay";
+  ASSERT_FALSE(run.lines.empty());
+  EXPECT_EQ(run.lines.back()["type"].text, "detections");
+  EXPECT_EQ(run.lines.back()["scan_id"].text, "2");
+}
+
+TEST_F(FsrlReplay, AStepBackIsReportedCountedAndTheFramesAfterItAreStillReplayedInOrder) {
+  RadarLog log;
+  log.AddScan(kT0, Scan(1, 1000000, 1));
+  log.AddScan(kT0 + 50 * kMs, Scan(2, 1050000, 2));
+  log.AddScan(kT0 - 3600 * 1000 * kMs, Scan(3, 1100000, 3));  // the logger's clock set back an hour: line 85
+  log.AddScan(kT0 - 3600 * 1000 * kMs + 50 * kMs, Scan(4, 1150000, 4));
+  const std::string summary_path = dir_.path() + "/summary.json";
+  const ReplayRun run = RunLog(log, {"--summary-json", summary_path});
+  ASSERT_EQ(run.exit_code, fsrl::kExitOk) << run.err;
+  EXPECT_THAT(run.err, HasSubstr(dir_.path() + "/radar.log:85: clock step back: the time stamp is 3600.054100 s "
+                                               "behind the latest one"));
+  EXPECT_THAT(run.err, HasSubstr("0 clock jump(s) forward and 1 step(s) back bridged"));
+  // Scans are published once each, in the order of the file, each by its own cycle.
+  std::vector<std::string> scan_ids;
+  for (const JsonValue& line : run.lines) {
+    if (line["type"].text == "detections") {
+      scan_ids.push_back(line["scan_id"].text);
+    }
+  }
+  EXPECT_THAT(scan_ids, ::testing::ElementsAre("1", "2", "3", "4"));
+  EXPECT_EQ(run.lines.back()["t"].text, Seconds(kT0 - 3600 * 1000 * kMs + 100 * kMs)) << "the log's time base";
+  JsonValue summary;
+  ASSERT_TRUE(fsrl_test::JsonParser::Parse(ReadFile(summary_path), summary));
+  EXPECT_EQ(summary["clock_jumps_backward"].text, "1");
+  EXPECT_EQ(summary["lost_comm_cycles"].text, "0") << "no time passed: the radar never went quiet";
+  EXPECT_EQ(summary["cycles"].text, "5");
+}
+
+TEST_F(FsrlReplay, FramesALittleOutOfOrderAreNoClockJump) {
+  RadarLog log;
+  log.AddScan(kT0, Scan(1, 1000000, 1));
+  log.AddScan(kT0 - 10 * kMs, Scan(2, 1050000, 2));  // 14.1 ms back: less than a cycle
+  const JsonValue summary = Summary(log);
+  EXPECT_EQ(summary["clock_jumps_backward"].text, "0");
+  EXPECT_EQ(summary["clock_jumps_forward"].text, "0");
+}
+
+TEST_F(FsrlReplay, TheClockJumpThresholdIsSetOnTheCommandLine) {
+  RadarLog log;
+  log.AddScan(kT0, Scan(1, 1000000, 1));
+  log.AddScan(kT0 + 2000 * kMs, Scan(2, 1050000, 2));
+  const JsonValue silence = Summary(log);
+  EXPECT_EQ(silence["clock_jumps_forward"].text, "0") << "2 s is a silence under the default 5 s";
+  EXPECT_EQ(silence["cycles"].text, "42");
+  const JsonValue jump = Summary(log, {"--clock-jump-ms", "500"});
+  EXPECT_EQ(jump["clock_jumps_forward"].text, "1");
+  EXPECT_EQ(jump["clock_jump_ms"].text, "500");
+  EXPECT_EQ(jump["cycles"].text, "12") << "10 cycles of silence, then the second scan's and one more";
+  EXPECT_EQ(jump["detection_scans"].text, "2");
+}
+
+TEST_F(FsrlReplay, OnlyTheFirstHundredLostPeriodsAreListedButAllAreCountedAndTimed) {
+  RadarLog log;
+  for (std::uint8_t scan = 0; scan < 120; ++scan) {
+    log.AddScan(kT0 + scan * 400 * kMs, Scan(scan, 1000000 + scan * 400000U, scan % 4U));
+  }
+  const JsonValue summary = Summary(log);
+  // Each of the 119 gaps: lost at T + 250, 300, 350 and 400 ms, back at T + 450 ms.
+  EXPECT_EQ(summary["lost_comm_period_count"].text, "119");
+  EXPECT_EQ(summary["lost_comm_cycles"].text, "476");
+  EXPECT_EQ(summary["lost_comm_ms"].text, "23800");
+  ASSERT_EQ(summary["lost_comm_periods"].items.size(), fsrl::ReplaySummary::kLostCommPeriodsKept);
+  EXPECT_EQ(summary["lost_comm_periods"].items[99]["from"].text, Seconds(kT0 + (99 * 400 + 250) * kMs));
+  EXPECT_EQ(summary["lost_comm_periods"].items[99]["until"].text, Seconds(kT0 + (99 * 400 + 450) * kMs));
+  EXPECT_EQ(summary["detection_scans"].text, "120");
+}
+
 TEST_F(FsrlReplay, AReplayEndingWhileLostLeavesThePeriodOpen) {
   RadarLog log;
   log.AddScan(kT0, Scan(1, 1000000, 1));
@@ -573,6 +719,9 @@ TEST_F(FsrlReplay, BadArgumentsExitWithStatusTwo) {
       {{log, "--out"}, "option '--out' needs an argument"},
       {{"--summary-json=", log}, "option '--summary-json' needs an argument"},
       {{log, "--frame-map"}, "option '--frame-map' needs an argument"},
+      {{"--clock-jump-ms", "0", log}, "'--clock-jump-ms' needs a whole number of milliseconds"},
+      {{"--clock-jump-ms", "200", log}, "'--clock-jump-ms' must exceed the alive timeout (200 ms)"},
+      {{"--alive-timeout-ms", "900", "--clock-jump-ms", "800", log}, "must exceed the alive timeout (900 ms)"},
   };
   for (const auto& bad : kCases) {
     const ReplayRun run = Run(bad.args);
@@ -659,10 +808,26 @@ TEST_F(FsrlReplay, FrameMapMovesGroupsToOtherIds) {
 TEST_F(FsrlReplay, HelpDocumentsTheTimeLineTheOutputAndEveryOption) {
   const ReplayRun run = Run({"--help"});
   EXPECT_EQ(run.exit_code, fsrl::kExitOk);
-  for (const char* part : {"Usage: fsrl replay", "--cycle-ms N", "--alive-timeout-ms N", "--frame-map FILE",
-                           "--out FILE", "--summary-json FILE", "--hal-log", "T_k = t0 + k", "exactly T_k",
-                           "\"type\": \"detections\"", "\"type\": \"status\"", "kMidRange", "kNoBlockage",
-                           "kNotStarted", "p50", "lost_comm_cycles", "FILE:LINE", "Exit status"}) {
+  for (const char* part : {"Usage: fsrl replay",
+                           "--cycle-ms N",
+                           "--alive-timeout-ms N",
+                           "--clock-jump-ms N",
+                           "Clock jumps",
+                           "--frame-map FILE",
+                           "--out FILE",
+                           "--summary-json FILE",
+                           "--hal-log",
+                           "T_k = t0 + k",
+                           "exactly T_k",
+                           "\"type\": \"detections\"",
+                           "\"type\": \"status\"",
+                           "kMidRange",
+                           "kNoBlockage",
+                           "kNotStarted",
+                           "p50",
+                           "lost_comm_cycles",
+                           "FILE:LINE",
+                           "Exit status"}) {
     EXPECT_THAT(run.out, HasSubstr(part));
   }
   std::FILE* out = std::tmpfile();
@@ -703,37 +868,43 @@ TEST_F(FsrlReplay, ReplayOfFramesInMemoryFillsTheSummaryAndWritesTheSameLines) {
   std::FILE* out = std::tmpfile();
   std::FILE* err = std::tmpfile();
   fsrl::ReplaySummary summary;
+  Recorder published;
   fsrl::ReplayOptions options;
   options.alive_timeout_ns = 100 * kMs;
+  options.observer = &published;
   EXPECT_EQ(fsrl::Replay(frames, options, out, err, &summary), fsrl::kReplayOk) << fsrl_test::ReadAll(err);
   const std::vector<JsonValue> lines = ParseLines(fsrl_test::ReadAll(out));
   std::fclose(out);
   std::fclose(err);
 
-  ASSERT_EQ(summary.detections.size(), 2U);
-  EXPECT_EQ(summary.detections[0].t_ns, kT0 + 50 * kMs);
-  EXPECT_EQ(summary.detections[0].scan_id, 7U);
-  EXPECT_TRUE(summary.detections[0].is_valid);
-  EXPECT_EQ(summary.detections[0].mid_range_time_stamp, 1000000);
+  ASSERT_EQ(published.detections.size(), 2U);
+  EXPECT_EQ(summary.detection_scans, 2U);
+  EXPECT_EQ(published.detections[0].t_ns, kT0 + 50 * kMs);
+  EXPECT_EQ(published.detections[0].scan_id, 7U);
+  EXPECT_TRUE(published.detections[0].is_valid);
+  EXPECT_EQ(published.detections[0].mid_range_time_stamp, 1000000);
   // Quality runs through 0..3 over the detections; every fourth is raw 3, "unpopulated".
-  EXPECT_EQ(summary.detections[0].populated, 150U);
-  EXPECT_EQ(summary.detections[1].t_ns, kT0 + 450 * kMs);
-  EXPECT_EQ(summary.detections[1].scan_id, 8U);
+  EXPECT_EQ(published.detections[0].populated, 150U);
+  EXPECT_EQ(published.detections[1].t_ns, kT0 + 450 * kMs);
+  EXPECT_EQ(published.detections[1].scan_id, 8U);
   // Lost from 150 ms (more than 100 ms after the last arrival) to 400 ms: six status notifications.
-  ASSERT_EQ(summary.statuses.size(), 8U);
-  EXPECT_FALSE(summary.statuses[0].communication_fault);
+  ASSERT_EQ(published.statuses.size(), 8U);
+  EXPECT_EQ(summary.status_publications, 8U);
+  EXPECT_FALSE(published.statuses[0].communication_fault);
   for (std::size_t i = 1; i <= 6; ++i) {
-    EXPECT_TRUE(summary.statuses[i].communication_fault);
-    EXPECT_EQ(summary.statuses[i].t_ns, kT0 + static_cast<std::int64_t>(100 + 50 * i) * kMs);
-    EXPECT_EQ(summary.statuses[i].scan_id, 7U);
+    EXPECT_TRUE(published.statuses[i].communication_fault);
+    EXPECT_EQ(published.statuses[i].t_ns, kT0 + static_cast<std::int64_t>(100 + 50 * i) * kMs);
+    EXPECT_EQ(published.statuses[i].scan_id, 7U);
   }
-  EXPECT_FALSE(summary.statuses[7].communication_fault);
+  EXPECT_FALSE(published.statuses[7].communication_fault);
   EXPECT_EQ(summary.lost_comm_cycles, 6U);
   ASSERT_EQ(summary.lost_comm_periods.size(), 1U);
-  EXPECT_EQ(summary.lost_comm_periods[0].first, kT0 + 150 * kMs);
-  EXPECT_EQ(summary.lost_comm_periods[0].second, kT0 + 450 * kMs);
+  EXPECT_EQ(summary.lost_comm_periods[0].from_ns, kT0 + 150 * kMs);
+  EXPECT_EQ(summary.lost_comm_periods[0].until_ns, kT0 + 450 * kMs);
+  EXPECT_EQ(summary.lost_comm_period_count, 1U);
+  EXPECT_EQ(summary.lost_comm_ns, 300 * kMs);
   EXPECT_EQ(summary.cycles, 10U);
-  EXPECT_EQ(summary.cycle_us.size(), 10U);
+  EXPECT_EQ(summary.cycle_time.count(), 10U);
   EXPECT_EQ(summary.frames_per_group[kStatus1], 2U);
   EXPECT_EQ(summary.frames_handed_over(), 84U);
   EXPECT_LE(summary.p50_us(), summary.p99_us());
@@ -741,18 +912,57 @@ TEST_F(FsrlReplay, ReplayOfFramesInMemoryFillsTheSummaryAndWritesTheSameLines) {
   EXPECT_EQ(lines.size(), 10U) << "one line per notification";
 }
 
-TEST_F(FsrlReplay, PercentilesUseTheNearestRank) {
+TEST_F(FsrlReplay, PercentilesUseTheNearestRankExactlyBelowTwoMicroseconds) {
   fsrl::ReplaySummary summary;
   for (int i = 100; i >= 1; --i) {
-    summary.cycle_us.push_back(static_cast<double>(i));
+    summary.cycle_time.Record(static_cast<double>(i) / 1000.0);  // 1 .. 100 ns
   }
-  EXPECT_EQ(summary.p50_us(), 50.0);
-  EXPECT_EQ(summary.p99_us(), 99.0);
-  EXPECT_EQ(summary.max_us(), 100.0);
-  summary.cycle_us = {7.0};
-  EXPECT_EQ(summary.p50_us(), 7.0);
-  EXPECT_EQ(summary.p99_us(), 7.0);
+  EXPECT_DOUBLE_EQ(summary.p50_us(), 0.050);
+  EXPECT_DOUBLE_EQ(summary.p99_us(), 0.099);
+  EXPECT_DOUBLE_EQ(summary.max_us(), 0.100);
+  fsrl::ReplaySummary single;
+  single.cycle_time.Record(7.0);
+  EXPECT_EQ(single.p50_us(), 7.0) << "kept inside the smallest and largest time";
+  EXPECT_EQ(single.p99_us(), 7.0);
   EXPECT_EQ(fsrl::ReplaySummary().p99_us(), 0.0);
+}
+
+TEST_F(FsrlReplay, PercentilesOfLongerTimesAreWithinATenthOfAPercentAndTheMaximumIsExact) {
+  fsrl::LatencyHistogram histogram;
+  for (int i = 1000; i >= 1; --i) {
+    histogram.Record(static_cast<double>(i) * 1.37);  // 1.37 us .. 1370 us
+  }
+  EXPECT_NEAR(histogram.Percentile(0.50), 500 * 1.37, 500 * 1.37 / 1000.0);
+  EXPECT_NEAR(histogram.Percentile(0.99), 990 * 1.37, 990 * 1.37 / 1000.0);
+  EXPECT_EQ(histogram.max_us(), 1000 * 1.37);
+  EXPECT_EQ(histogram.count(), 1000U);
+  histogram.Record(5.0e9);  // beyond the last bucket's start: still counted, still the maximum
+  EXPECT_EQ(histogram.max_us(), 5.0e9);
+  EXPECT_EQ(histogram.Percentile(1.0), 5.0e9);
+}
+
+TEST_F(FsrlReplay, InMemoryReplayTellsTheObserverOfEachJump) {
+  RadarLog sensor;
+  std::vector<fsrl::CanFrame> frames = ScanFrames(sensor, kT0, Scan(7, 1000000, 1));
+  const std::vector<fsrl::CanFrame> later = ScanFrames(sensor, kT0 + kThreeYears, Scan(8, 1400000, 2));
+  frames.insert(frames.end(), later.begin(), later.end());
+  Recorder recorder;
+  fsrl::ReplayOptions options;
+  options.observer = &recorder;
+  fsrl::ReplaySummary summary;
+  std::FILE* err = std::tmpfile();
+  EXPECT_EQ(fsrl::Replay(frames, options, nullptr, err, &summary), fsrl::kReplayOk);
+  const std::string messages = fsrl_test::ReadAll(err);
+  std::fclose(err);
+  EXPECT_THAT(messages, HasSubstr("<frames>:43: clock jump"));
+  ASSERT_EQ(recorder.jumps.size(), 1U);
+  EXPECT_EQ(recorder.jumps[0].line, 43U);
+  EXPECT_EQ(recorder.jumps[0].from_ns, kT0 + 2 + 39);
+  EXPECT_EQ(recorder.jumps[0].to_ns, kT0 + kThreeYears);
+  EXPECT_TRUE(recorder.jumps[0].forward());
+  EXPECT_EQ(summary.clock_jumps_forward, 1U);
+  ASSERT_EQ(recorder.detections.size(), 2U);
+  EXPECT_EQ(recorder.detections[1].t_ns, kT0 + kThreeYears + 50 * kMs);
 }
 
 }  // namespace

@@ -175,6 +175,59 @@ TEST_F(FsrlSimulate, SameSeedGivesTheSameBytesAndAnotherSeedAnotherLog) {
   EXPECT_NE(a, ReadFile(Path("c.log")));
 }
 
+bool SameFrame(const fsrl::CanFrame& a, const fsrl::CanFrame& b) {
+  return a.timestamp_ns == b.timestamp_ns && a.id == b.id && a.length == b.length &&
+         std::equal(a.data, a.data + a.length, b.data);
+}
+
+TEST_F(FsrlSimulate, TheSimulatorStreamsScanByScanWhatSimulateKeepsAndThenStops) {
+  const fsrl::SimulationOptions options =
+      Options(12, {"crc:9:RSDS4Detn010To014", "silence:4:120", "counterjump:2:RSDS4SigSts1:7", "drop:9:3"});
+  const fsrl::Simulation whole = fsrl::Simulate(options);
+  fsrl::Simulator simulator(options);
+  fsrl::SimulatedScan scan;
+  std::vector<fsrl::CanFrame> frames;
+  std::size_t next_frame = 0;
+  std::uint32_t scans = 0;
+  while (simulator.Next(scan, frames)) {
+    ASSERT_LT(scans, whole.scans.size());
+    EXPECT_EQ(scan.index, scans);
+    EXPECT_EQ(scan.first_frame_ns, whole.scans[scans].first_frame_ns);
+    EXPECT_EQ(scan.time_stamps, whole.scans[scans].time_stamps);
+    EXPECT_EQ(frames.size(), scans == 9 ? fsrl::kGroupCount - 1 : fsrl::kGroupCount) << "scan " << scans;
+    for (const fsrl::CanFrame& frame : frames) {
+      ASSERT_LT(next_frame, whole.frames.size());
+      EXPECT_TRUE(SameFrame(frame, whole.frames[next_frame++]));
+    }
+    ++scans;
+  }
+  EXPECT_EQ(scans, 12U);
+  EXPECT_EQ(next_frame, whole.frames.size());
+  EXPECT_TRUE(frames.empty());
+  EXPECT_FALSE(simulator.Next(scan, frames)) << "stays at the end";
+}
+
+TEST_F(FsrlSimulate, FaultsGivenOutOfScanOrderActAsInScanOrder) {
+  const fsrl::Simulation sorted =
+      fsrl::Simulate(Options(10, {"silence:2:300", "crc:3:RSDS4SigSts1", "counterjump:3:RSDS4SigSts1:5", "drop:8:7"}));
+  const fsrl::Simulation shuffled =
+      fsrl::Simulate(Options(10, {"drop:8:7", "crc:3:RSDS4SigSts1", "silence:2:300", "counterjump:3:RSDS4SigSts1:5"}));
+  ASSERT_EQ(sorted.frames.size(), shuffled.frames.size());
+  for (std::size_t i = 0; i < sorted.frames.size(); ++i) {
+    EXPECT_TRUE(SameFrame(sorted.frames[i], shuffled.frames[i])) << "frame " << i;
+  }
+}
+
+TEST(FsrlSimulateStream, InvalidOptionsMakeNoScan) {
+  fsrl::SimulationOptions options;
+  options.scans = 0;
+  fsrl::Simulator simulator(options);
+  fsrl::SimulatedScan scan;
+  std::vector<fsrl::CanFrame> frames(3);
+  EXPECT_FALSE(simulator.Next(scan, frames));
+  EXPECT_TRUE(frames.empty());
+}
+
 TEST_F(FsrlSimulate, FaultChangesOnlyTheFrameItTargets) {
   const fsrl::Simulation clean = fsrl::Simulate(Options(8));
   const fsrl::Simulation faulty = fsrl::Simulate(Options(8, {"crc:5:RSDS4Detn010To014"}));
@@ -471,9 +524,18 @@ TEST_F(FsrlSimulate, UnwritableLogIsAFailure) {
 // ---------------------------------------------------------------------------------------------------------------
 // Simulated logs replayed through the HAL.
 
+// Every notification, as the replay's observer hears of it.
+struct Recorder : fsrl::ReplayObserver {
+  std::vector<fsrl::PublishedDetections> detections;
+  std::vector<fsrl::PublishedStatus> statuses;
+  void OnDetections(const fsrl::PublishedDetections& published) override { detections.push_back(published); }
+  void OnStatus(const fsrl::PublishedStatus& published) override { statuses.push_back(published); }
+};
+
 struct Replayed {
   int result = -1;
   fsrl::ReplaySummary summary;
+  Recorder published;
   std::vector<JsonValue> detections;  // the detection lines of the output
   std::vector<JsonValue> statuses;    // the status lines
 };
@@ -483,6 +545,7 @@ Replayed ReplayThroughTheHal(const fsrl::Simulation& simulation) {
   std::FILE* jsonl = std::tmpfile();
   std::FILE* err = std::tmpfile();
   fsrl::ReplayOptions options;
+  options.observer = &replayed.published;
   replayed.result = fsrl::Replay(simulation.frames, options, jsonl, err, &replayed.summary);
   const std::string text = fsrl_test::ReadAll(jsonl);
   std::fclose(jsonl);
@@ -513,7 +576,7 @@ const char* ModeName(std::uint8_t raw) {
 // Indexes of the simulated scans whose detections (or statuses) were published, each as often as published.
 std::vector<std::size_t> PublishedDetectionScans(const fsrl::Simulation& simulation, const Replayed& replayed) {
   std::vector<std::size_t> published;
-  for (const fsrl::PublishedDetections& detections : replayed.summary.detections) {
+  for (const fsrl::PublishedDetections& detections : replayed.published.detections) {
     for (std::size_t i = 0; i < simulation.scans.size(); ++i) {
       if (static_cast<std::int64_t>(simulation.scans[i].time_stamps[2]) == detections.mid_range_time_stamp) {
         published.push_back(i);
@@ -535,7 +598,7 @@ std::vector<std::size_t> AllBut(std::size_t count, std::set<std::size_t> missing
 
 std::vector<std::size_t> PublishedStatusScanIds(const Replayed& replayed) {
   std::vector<std::size_t> ids;
-  for (const fsrl::PublishedStatus& status : replayed.summary.statuses) {
+  for (const fsrl::PublishedStatus& status : replayed.published.statuses) {
     EXPECT_FALSE(status.communication_fault);
     ids.push_back(status.scan_id);
   }
@@ -556,7 +619,7 @@ TEST(FsrlSimulateReplay, EveryScanOfAFaultFreeSimulationIsPublishedOnceInOrderWi
     const fsrl::SimulatedScan& scan = simulation.scans[s];
     const JsonValue& line = replayed.detections[s];
     // Each scan is published by the cycle that follows its frames.
-    EXPECT_EQ(replayed.summary.detections[s].t_ns, scan.first_frame_ns + 50000000);
+    EXPECT_EQ(replayed.published.detections[s].t_ns, scan.first_frame_ns + 50000000);
     EXPECT_EQ(line["scan_id"].text, std::to_string(scan.scan_id));
     EXPECT_TRUE(line["is_valid"].boolean);
     EXPECT_EQ(line["time_stamps"]["short_range"].text, std::to_string(scan.time_stamps[0]));
@@ -610,9 +673,9 @@ TEST(FsrlSimulateReplay, ScanIdsWrappingAfter255KeepEveryScanPublished) {
   const fsrl::Simulation simulation = fsrl::Simulate(Options(270));
   const Replayed replayed = ReplayThroughTheHal(simulation);
   EXPECT_EQ(PublishedDetectionScans(simulation, replayed), AllBut(270, {}));
-  ASSERT_EQ(replayed.summary.detections.size(), 270U);
-  EXPECT_EQ(replayed.summary.detections[256].scan_id, 0U);
-  EXPECT_EQ(replayed.summary.detections[269].scan_id, 13U);
+  ASSERT_EQ(replayed.published.detections.size(), 270U);
+  EXPECT_EQ(replayed.published.detections[256].scan_id, 0U);
+  EXPECT_EQ(replayed.published.detections[269].scan_id, 13U);
 }
 
 struct FaultOutcome {
@@ -664,20 +727,20 @@ TEST(FsrlSimulateReplay, SilenceLosesCommunicationWhichRecoversWithTheNextScan) 
   EXPECT_EQ(PublishedDetectionScans(simulation, replayed), AllBut(20, {}));
 
   ASSERT_EQ(replayed.summary.lost_comm_periods.size(), 1U);
-  const auto period = replayed.summary.lost_comm_periods[0];
+  const fsrl::LostCommPeriod period = replayed.summary.lost_comm_periods[0];
   const std::int64_t last_frame_before = simulation.scans[9].first_frame_ns + 51 * fsrl::kFrameSpacingNs;
-  EXPECT_GT(period.first - last_frame_before, 200000000) << "lost once the alive timeout has passed";
-  EXPECT_LT(period.first - last_frame_before, 250000000) << "and found by the next cycle";
-  EXPECT_EQ(period.second, simulation.scans[10].first_frame_ns + 50000000) << "back with scan 10's cycle";
+  EXPECT_GT(period.from_ns - last_frame_before, 200000000) << "lost once the alive timeout has passed";
+  EXPECT_LT(period.from_ns - last_frame_before, 250000000) << "and found by the next cycle";
+  EXPECT_EQ(period.until_ns, simulation.scans[10].first_frame_ns + 50000000) << "back with scan 10's cycle";
 
   // While lost, every cycle publishes the last status marked with a communication fault; then scans 10.. follow.
   std::vector<std::size_t> normal;
   std::size_t faulty = 0;
-  for (const fsrl::PublishedStatus& status : replayed.summary.statuses) {
+  for (const fsrl::PublishedStatus& status : replayed.published.statuses) {
     if (status.communication_fault) {
       ++faulty;
-      EXPECT_GE(status.t_ns, period.first);
-      EXPECT_LT(status.t_ns, period.second);
+      EXPECT_GE(status.t_ns, period.from_ns);
+      EXPECT_LT(status.t_ns, period.until_ns);
       EXPECT_EQ(status.scan_id, 9U);
     } else {
       normal.push_back(status.scan_id);
@@ -686,7 +749,7 @@ TEST(FsrlSimulateReplay, SilenceLosesCommunicationWhichRecoversWithTheNextScan) 
   EXPECT_EQ(faulty, replayed.summary.lost_comm_cycles);
   EXPECT_GE(faulty, 5U);
   EXPECT_EQ(normal, AllBut(20, {}));
-  EXPECT_EQ(replayed.summary.detections[10].t_ns, period.second);
+  EXPECT_EQ(replayed.published.detections[10].t_ns, period.until_ns);
 }
 
 }  // namespace

@@ -118,6 +118,14 @@ std::vector<Fault> DemoFaults(std::uint32_t scans) {
   return faults;
 }
 
+// Every notification of the replay: the demo's runs are short, and it matches each one to a simulated scan.
+struct Publications : ReplayObserver {
+  std::vector<PublishedDetections> detections;
+  std::vector<PublishedStatus> statuses;
+  void OnDetections(const PublishedDetections& published) override { detections.push_back(published); }
+  void OnStatus(const PublishedStatus& published) override { statuses.push_back(published); }
+};
+
 // What happened to one simulated scan.
 struct ScanOutcome {
   bool detections_published = false;
@@ -127,10 +135,10 @@ struct ScanOutcome {
 // Matches the notifications to the simulated scans. Detection scans are told apart by their mid-range time
 // stamps (unique and rising); statuses carry only their scan id, so they are matched in order, leaving out the
 // statuses that only mark lost communication.
-std::vector<ScanOutcome> Outcomes(const Simulation& simulation, const ReplaySummary& summary) {
+std::vector<ScanOutcome> Outcomes(const Simulation& simulation, const Publications& notifications) {
   std::vector<ScanOutcome> outcomes(simulation.scans.size());
   std::size_t next = 0;
-  for (const PublishedDetections& published : summary.detections) {
+  for (const PublishedDetections& published : notifications.detections) {
     while (next < simulation.scans.size() &&
            static_cast<std::int64_t>(simulation.scans[next].time_stamps[2]) < published.mid_range_time_stamp) {
       ++next;
@@ -141,7 +149,7 @@ std::vector<ScanOutcome> Outcomes(const Simulation& simulation, const ReplaySumm
     }
   }
   next = 0;
-  for (const PublishedStatus& published : summary.statuses) {
+  for (const PublishedStatus& published : notifications.statuses) {
     if (published.communication_fault) {
       continue;
     }
@@ -157,9 +165,10 @@ std::vector<ScanOutcome> Outcomes(const Simulation& simulation, const ReplaySumm
   return outcomes;
 }
 
-bool InOrderOnce(const ReplaySummary& summary) {
-  for (std::size_t i = 1; i < summary.detections.size(); ++i) {
-    if (summary.detections[i].mid_range_time_stamp <= summary.detections[i - 1].mid_range_time_stamp) {
+bool InOrderOnce(const Publications& notifications) {
+  const std::vector<PublishedDetections>& detections = notifications.detections;
+  for (std::size_t i = 1; i < detections.size(); ++i) {
+    if (detections[i].mid_range_time_stamp <= detections[i - 1].mid_range_time_stamp) {
       return false;
     }
   }
@@ -194,8 +203,8 @@ const char* LostWhat(const ScanOutcome& outcome) {
 double Seconds(std::int64_t ns) { return static_cast<double>(ns) * 1e-9; }
 
 bool WriteSummary(const std::string& path, const DemoCommandLine& command_line, const SimulationOptions& options,
-                  const Simulation& simulation, const ReplaySummary& summary, const std::vector<ScanOutcome>& outcomes,
-                  std::size_t comm_fault_statuses) {
+                  const Simulation& simulation, const ReplaySummary& summary, const Publications& published,
+                  const std::vector<ScanOutcome>& outcomes, std::size_t comm_fault_statuses) {
   std::FILE* file = std::fopen(path.c_str(), "wb");
   if (file == nullptr) {
     return false;
@@ -228,7 +237,7 @@ bool WriteSummary(const std::string& path, const DemoCommandLine& command_line, 
     json.Key("detection_scans_published");
     json.UInt(detections);
     json.Key("detection_scans_in_order_once");
-    json.Bool(InOrderOnce(summary) && summary.detections.size() == detections);
+    json.Bool(InOrderOnce(published) && published.detections.size() == detections);
     json.Key("statuses_published");
     json.UInt(statuses);
     json.Key("lost_communication_statuses");
@@ -260,15 +269,15 @@ bool WriteSummary(const std::string& path, const DemoCommandLine& command_line, 
     // Milliseconds after the first frame: cycle times are whole milliseconds here, and read better so.
     json.Key("lost_communication_periods_ms");
     json.BeginArray();
-    for (const auto& period : summary.lost_comm_periods) {
+    for (const LostCommPeriod& period : summary.lost_comm_periods) {
       json.BeginObject();
       json.Key("from");
-      json.Int((period.first - summary.t0_ns) / 1000000);
+      json.Int((period.from_ns - summary.t0_ns) / 1000000);
       json.Key("until");
-      if (period.second < 0) {
+      if (period.until_ns < 0) {
         json.Null();
       } else {
-        json.Int((period.second - summary.t0_ns) / 1000000);
+        json.Int((period.until_ns - summary.t0_ns) / 1000000);
       }
       json.EndObject();
     }
@@ -329,6 +338,8 @@ int RunDemo(const std::vector<std::string>& args, std::FILE* out, std::FILE* err
   }
   ReplayOptions replay_options;
   replay_options.cycle_ns = options.period_ns;
+  Publications published;
+  replay_options.observer = &published;
   ReplaySummary summary;
   const int replayed = Replay(simulation.frames, replay_options, jsonl, err, &summary);
   // The file is read back for the picture, so the picture shows exactly what was written.
@@ -348,9 +359,9 @@ int RunDemo(const std::vector<std::string>& args, std::FILE* out, std::FILE* err
     return kExitFailure;
   }
 
-  const std::vector<ScanOutcome> outcomes = Outcomes(simulation, summary);
+  const std::vector<ScanOutcome> outcomes = Outcomes(simulation, published);
   std::size_t comm_fault_statuses = 0;
-  for (const PublishedStatus& status : summary.statuses) {
+  for (const PublishedStatus& status : published.statuses) {
     comm_fault_statuses += status.communication_fault ? 1U : 0U;
   }
   std::size_t detections = 0;
@@ -360,7 +371,8 @@ int RunDemo(const std::vector<std::string>& args, std::FILE* out, std::FILE* err
     statuses += outcome.status_published ? 1U : 0U;
   }
 
-  if (!WriteSummary(summary_path, command_line, options, simulation, summary, outcomes, comm_fault_statuses)) {
+  if (!WriteSummary(summary_path, command_line, options, simulation, summary, published, outcomes,
+                    comm_fault_statuses)) {
     std::fprintf(err, "fsrl demo: cannot write '%s'\n", summary_path.c_str());
     return kExitFailure;
   }
@@ -402,8 +414,8 @@ int RunDemo(const std::vector<std::string>& args, std::FILE* out, std::FILE* err
   }
   std::fprintf(out, "\n");
   std::fprintf(out, "Detection scans published: %zu of %u%s\n", detections, command_line.scans,
-               InOrderOnce(summary) && summary.detections.size() == detections ? " (each once, in order)"
-                                                                               : " (NOT each once in order)");
+               InOrderOnce(published) && published.detections.size() == detections ? " (each once, in order)"
+                                                                                   : " (NOT each once in order)");
   std::fprintf(out, "Statuses published: %zu of %u, plus %zu marking lost communication\n", statuses,
                command_line.scans, comm_fault_statuses);
   std::size_t lost = 0;
@@ -418,14 +430,15 @@ int RunDemo(const std::vector<std::string>& args, std::FILE* out, std::FILE* err
     std::fprintf(out, "  scan %4zu (id %3u): %-21s lost; %s\n", i, simulation.scans[i].scan_id, LostWhat(outcomes[i]),
                  Join(FaultsAt(options.faults, static_cast<std::uint32_t>(i))).c_str());
   }
-  std::fprintf(out, "Lost communication: %zu period(s)\n", summary.lost_comm_periods.size());
-  for (const auto& period : summary.lost_comm_periods) {
-    if (period.second < 0) {
-      std::fprintf(out, "  from %.3f s to the end\n", Seconds(period.first - summary.t0_ns));
+  std::fprintf(out, "Lost communication: %llu period(s)\n",
+               static_cast<unsigned long long>(summary.lost_comm_period_count));
+  for (const LostCommPeriod& period : summary.lost_comm_periods) {
+    if (period.until_ns < 0) {
+      std::fprintf(out, "  from %.3f s to the end\n", Seconds(period.from_ns - summary.t0_ns));
     } else {
       std::fprintf(out, "  %.3f s to %.3f s (%.0f ms); scans resumed after a silence\n",
-                   Seconds(period.first - summary.t0_ns), Seconds(period.second - summary.t0_ns),
-                   Seconds(period.second - period.first) * 1e3);
+                   Seconds(period.from_ns - summary.t0_ns), Seconds(period.until_ns - summary.t0_ns),
+                   Seconds(period.until_ns - period.from_ns) * 1e3);
     }
   }
   std::fprintf(out, "ProcessFsrlInput: p50 %.1f us, p99 %.1f us (max %.1f us)\n", summary.p50_us(), summary.p99_us(),

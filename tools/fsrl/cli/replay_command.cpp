@@ -20,8 +20,8 @@ namespace {
 static_assert(kReplayOk == kExitOk && kReplayFailed == kExitFailure, "the replay's results are exit statuses");
 
 const char kReplayHelp[] =
-    "Usage: fsrl replay [--cycle-ms N] [--alive-timeout-ms N] [--frame-map FILE] [--out FILE]\n"
-    "                   [--summary-json FILE] [--hal-log] LOG\n"
+    "Usage: fsrl replay [--cycle-ms N] [--alive-timeout-ms N] [--clock-jump-ms N] [--frame-map FILE]\n"
+    "                   [--out FILE] [--summary-json FILE] [--hal-log] LOG\n"
     "\n"
     "Runs the real HAL over LOG, a `candump -l` log ('-' reads standard input), in virtual time, and prints\n"
     "every detection scan and status it publishes. The HAL is created as an application creates it\n"
@@ -35,6 +35,11 @@ const char kReplayHelp[] =
     "stamped exactly T_k belongs to cycle k + 1. Each cycle sets the clock to T_k, begins a transaction and\n"
     "calls ProcessFsrlInput. The replay ends after the first cycle whose T_k is at or beyond the latest frame\n"
     "time stamp plus one cycle. Gaps in the log are replayed cycle by cycle like any other time.\n"
+    "Clock jumps: a time stamp more than --clock-jump-ms ahead of the latest one is a jump of the logger's\n"
+    "clock (or a corrupt stamp): that much silence is replayed (the HAL reports lost communication), then\n"
+    "the cycles start again from the frame as from a new t0. A time stamp more than one cycle behind the\n"
+    "latest one is a step back: the cycles start again from the frame, the platform clock standing still.\n"
+    "Either is reported as FILE:LINE: with its size and counted; \"t\" stays on the log's time base.\n"
     "Alive supervision: when no radar frame arrived for longer than the alive timeout\n"
     "(--alive-timeout-ms), device \"FSRL\" reports an alive timeout, the HAL treats communication as lost and\n"
     "publishes a status with a communication fault in every cycle until frames arrive again.\n"
@@ -74,6 +79,9 @@ const char kReplayHelp[] =
     "Options:\n"
     "  --cycle-ms N          cycle period in whole milliseconds, 1 to 86400000 (default 50)\n"
     "  --alive-timeout-ms N  alive timeout of the radar in whole milliseconds, 1 to 86400000 (default 200)\n"
+    "  --clock-jump-ms N     longest silence replayed cycle by cycle; a later time stamp is a clock jump.\n"
+    "                        Whole milliseconds above --alive-timeout-ms, up to 86400000 (default 5000;\n"
+    "                        used as at least the alive timeout plus two cycles)\n"
     "  --frame-map FILE      take the frame map from FILE: one GROUP_NAME,CAN_ID_HEX per line, as for\n"
     "                        `fsrl decode` (see `fsrl decode --help`)\n"
     "  --out FILE            write the JSON lines to FILE instead of standard output\n"
@@ -85,7 +93,10 @@ const char kReplayHelp[] =
     "                        \"unmapped_frames\", \"remote_frames\", \"error_frames\", \"malformed_lines\",\n"
     "                        \"process_fsrl_input_us\" ({\"p50\", \"p99\", \"max\"}: wall-clock time of one\n"
     "                        ProcessFsrlInput call in microseconds, the subscribers' getter calls\n"
-    "                        included), \"t0\", \"cycle_ms\", \"alive_timeout_ms\" and \"hal_log_lines\"\n"
+    "                        included), \"t0\", \"cycle_ms\", \"alive_timeout_ms\", \"hal_log_lines\",\n"
+    "                        \"lost_comm_period_count\" (\"lost_comm_periods\" lists the first 100),\n"
+    "                        \"lost_comm_ms\", \"clock_jumps_forward\", \"clock_jumps_backward\" and\n"
+    "                        \"clock_jump_ms\"\n"
     "  --hal-log             show the HAL's own log messages on standard error (by default they are only\n"
     "                        counted)\n"
     "  -h, --help            show this help\n"
@@ -105,6 +116,8 @@ constexpr std::uint64_t kMaxMilliseconds = 86400000;  // one day; keeps every cy
 struct CommandOptions {
   std::uint64_t cycle_ms = 50;
   std::uint64_t alive_timeout_ms = 200;
+  std::uint64_t clock_jump_ms = 5000;
+  bool clock_jump_given = false;
   std::string frame_map_path;
   std::string out_path;
   std::string summary_path;
@@ -179,6 +192,15 @@ std::string ParseOptions(const std::vector<std::string>& args, CommandOptions& o
           return std::string("option '") + (cycle ? "--cycle-ms" : "--alive-timeout-ms") +
                  "' needs a whole number of milliseconds from 1 to 86400000, not '" + value + "'";
         }
+      } else if (OptionValue(args, i, "--clock-jump-ms", value, error)) {
+        if (!error.empty()) {
+          return error;
+        }
+        if (!ParseMilliseconds(value, options.clock_jump_ms)) {
+          return "option '--clock-jump-ms' needs a whole number of milliseconds from 1 to 86400000, not '" + value +
+                 "'";
+        }
+        options.clock_jump_given = true;
       } else if (OptionValue(args, i, "--frame-map", value, error)) {
         if (!error.empty()) {
           return error;
@@ -207,6 +229,10 @@ std::string ParseOptions(const std::vector<std::string>& args, CommandOptions& o
   }
   if (!have_log && !options.help) {
     return "missing LOG argument (a candump log file, or '-' for standard input)";
+  }
+  if (options.clock_jump_given && options.clock_jump_ms <= options.alive_timeout_ms) {
+    return "option '--clock-jump-ms' must exceed the alive timeout (" + std::to_string(options.alive_timeout_ms) +
+           " ms), or lost communication would go unseen across a jump";
   }
   return {};
 }
@@ -292,14 +318,20 @@ void PrintSummary(std::FILE* err, const ReplaySummary& summary, std::uint64_t li
       static_cast<unsigned long long>(summary.unmapped_frames), static_cast<unsigned long long>(summary.remote_frames),
       static_cast<unsigned long long>(summary.error_frames), static_cast<unsigned long long>(summary.malformed_lines));
   const std::string periods =
-      summary.lost_comm_periods.empty() ? "" : " in " + std::to_string(summary.lost_comm_periods.size()) + " period(s)";
+      summary.lost_comm_period_count == 0 ? "" : " in " + std::to_string(summary.lost_comm_period_count) + " period(s)";
   std::fprintf(err,
                "fsrl replay: %llu cycles of %g ms, %llu failed, %llu in lost communication%s; "
-               "%zu detection scans and %zu statuses written\n",
+               "%llu detection scans and %llu statuses written\n",
                static_cast<unsigned long long>(summary.cycles), static_cast<double>(summary.cycle_ns) / 1e6,
                static_cast<unsigned long long>(summary.failed_cycles),
-               static_cast<unsigned long long>(summary.lost_comm_cycles), periods.c_str(), summary.detections.size(),
-               summary.statuses.size());
+               static_cast<unsigned long long>(summary.lost_comm_cycles), periods.c_str(),
+               static_cast<unsigned long long>(summary.detection_scans),
+               static_cast<unsigned long long>(summary.status_publications));
+  if (summary.clock_jumps_forward + summary.clock_jumps_backward != 0) {
+    std::fprintf(err, "fsrl replay: %llu clock jump(s) forward and %llu step(s) back bridged\n",
+                 static_cast<unsigned long long>(summary.clock_jumps_forward),
+                 static_cast<unsigned long long>(summary.clock_jumps_backward));
+  }
   if (summary.cycles > 0) {
     std::fprintf(err, "fsrl replay: ProcessFsrlInput took %.1f us (median), %.1f us (99th percentile), %.1f us (max)\n",
                  summary.p50_us(), summary.p99_us(), summary.max_us());
@@ -327,6 +359,7 @@ int RunReplay(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
   ReplayOptions options;
   options.cycle_ns = static_cast<std::int64_t>(command.cycle_ms) * kNsPerMs;
   options.alive_timeout_ns = static_cast<std::int64_t>(command.alive_timeout_ms) * kNsPerMs;
+  options.clock_jump_threshold_ns = static_cast<std::int64_t>(command.clock_jump_ms) * kNsPerMs;
   options.hal_log = command.hal_log;
   // Progress only where someone watches, and not where it would be mixed into the JSON lines on the same terminal.
   options.progress = ::isatty(::fileno(err)) == 1 && (!command.out_path.empty() || ::isatty(::fileno(out)) != 1);
@@ -357,6 +390,7 @@ int RunReplay(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
     return kExitFailure;
   }
 
+  options.source_name = input.display_name();
   ReplaySummary summary;
   int status = kExitOk;
   std::uint64_t lines = 0;
@@ -382,7 +416,7 @@ int RunReplay(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
                        static_cast<unsigned long long>(reader.line_number()), reader.reason());
           break;
         case CandumpReader::Result::kFrame:
-          reading = session.Feed(frame);
+          reading = session.Feed(frame, reader.line_number());
           break;
       }
     }

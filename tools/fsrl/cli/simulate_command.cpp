@@ -168,14 +168,28 @@ int RunSimulate(const std::vector<std::string>& args, std::FILE* out, std::FILE*
     return kExitOk;
   }
 
-  const Simulation simulation = Simulate(command_line.options);
   const bool to_stdout = command_line.out_path == "-";
   std::FILE* log = to_stdout ? out : std::fopen(command_line.out_path.c_str(), "wb");
   if (log == nullptr) {
     std::fprintf(err, "fsrl simulate: cannot open '%s': %s\n", command_line.out_path.c_str(), std::strerror(errno));
     return kExitFailure;
   }
-  bool written = WriteCandumpLog(simulation.frames, log);
+  // Each scan's frames are written as the scan is made, so a run of any length takes the same memory.
+  Simulator simulator(command_line.options);
+  CandumpLogWriter writer(log);
+  SimulatedScan scan;
+  std::vector<CanFrame> frames;
+  std::size_t scans = 0;
+  std::size_t frame_count = 0;
+  bool written = true;
+  while (written && simulator.Next(scan, frames)) {
+    ++scans;
+    frame_count += frames.size();
+    for (const CanFrame& frame : frames) {
+      written = writer.Write(frame) && written;
+    }
+  }
+  written = writer.Finish() && written;
   const int write_errno = errno;
   if (!to_stdout) {
     written = (std::fclose(log) == 0) && written;
@@ -185,9 +199,8 @@ int RunSimulate(const std::vector<std::string>& args, std::FILE* out, std::FILE*
                  std::strerror(write_errno));
     return kExitFailure;
   }
-  std::fprintf(err, "fsrl simulate: %zu scans, %zu frames, %zu fault(s) written to %s\n", simulation.scans.size(),
-               simulation.frames.size(), command_line.options.faults.size(),
-               to_stdout ? "<stdout>" : command_line.out_path.c_str());
+  std::fprintf(err, "fsrl simulate: %zu scans, %zu frames, %zu fault(s) written to %s\n", scans, frame_count,
+               command_line.options.faults.size(), to_stdout ? "<stdout>" : command_line.out_path.c_str());
   return kExitOk;
 }
 

@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -122,9 +123,48 @@ struct Simulation {
   std::vector<SimulatedScan> scans;  ///< one per simulated scan, in order
 };
 
-/// @brief Runs a simulation. The options must be valid (ValidateSimulationOptions); otherwise the result is
-/// empty.
+/// @brief A simulation made one scan at a time, in memory that does not depend on the number of scans: what a
+/// long run needs (`fsrl simulate` writes each scan's frames as it is made). The same options give the same
+/// scans and frames as Simulate.
+class Simulator {
+ public:
+  /// @param options should be valid (ValidateSimulationOptions); otherwise no scan is made
+  explicit Simulator(const SimulationOptions& options);
+  ~Simulator();
+  Simulator(const Simulator&) = delete;
+  Simulator& operator=(const Simulator&) = delete;
+  Simulator(Simulator&&) = delete;
+  Simulator& operator=(Simulator&&) = delete;
+
+  /// @brief Makes the next scan: @p scan as intended, @p frames (replaced) as sent, in time order.
+  /// @return false, with @p frames empty, once every scan has been made
+  bool Next(SimulatedScan& scan, std::vector<CanFrame>& frames);
+
+ private:
+  class Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+/// @brief Runs a whole simulation and keeps it (about 11 KB a scan; Simulator streams instead). The options must
+/// be valid (ValidateSimulationOptions); otherwise the result is empty.
 Simulation Simulate(const SimulationOptions& options);
+
+/// @brief Writes frames as a candump log, one line per frame, through a fixed-size block.
+class CandumpLogWriter {
+ public:
+  explicit CandumpLogWriter(std::FILE* out);
+  /// @return false once a write failed (later frames are dropped)
+  bool Write(const CanFrame& frame);
+  /// @brief Writes what is left and flushes the stream. @return false when any write failed
+  bool Finish();
+
+ private:
+  static constexpr std::size_t kBlockBytes = std::size_t{1} << 16;
+  bool Flush();
+  std::FILE* out_;
+  std::string block_;
+  bool ok_ = true;
+};
 
 /// @brief Writes @p frames as a candump log, one line per frame (interface "can0").
 /// @return false when writing failed
