@@ -2,7 +2,9 @@
 # Installs the Debian packages the build needs, and only those that are missing.
 set -euo pipefail
 
-packages=(cmake ninja-build g++ make libgtest-dev libgmock-dev libbenchmark-dev python3)
+# zlib1g-dev: the fsrl tool reads BLF logs; python3-can and can-utils: the tests write their recordings with them.
+packages=(cmake ninja-build g++ make libgtest-dev libgmock-dev libbenchmark-dev python3 zlib1g-dev python3-can
+  can-utils)
 
 missing=()
 for package in "${packages[@]}"; do

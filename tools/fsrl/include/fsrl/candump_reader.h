@@ -36,6 +36,9 @@ struct CanFrame {
   std::uint8_t remote_length = 0;  ///< requested length of a remote request (0 when not given)
   char direction = '\0';           ///< 'T', 'R', or '\0' when the line has none
   std::string_view iface;          ///< interface name; points into the line, see ParseCandumpLine
+  /// Bus number, 1-based, as the recording numbers its channels (ASC, BLF), or as a FrameSource numbers
+  /// candump interfaces in the order they first appear; 0 when nothing numbered it (ParseCandumpLine).
+  std::uint32_t channel = 0;
   std::uint8_t data[64] = {};      ///< the data bytes; bytes from `length` on carry no meaning
 };
 

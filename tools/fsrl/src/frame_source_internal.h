@@ -1,0 +1,109 @@
+// Pieces the frame source readers share: buffered reading of a descriptor, line splitting, and the readers'
+// factories. Not part of the toolkit's interface.
+#ifndef FSRL_SRC_FRAME_SOURCE_INTERNAL_H
+#define FSRL_SRC_FRAME_SOURCE_INTERNAL_H
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "fsrl/frame_source.h"
+
+namespace fsrl {
+namespace detail {
+
+/// Reads a descriptor in large blocks; the bytes not consumed yet stay in one contiguous buffer.
+class ByteInput {
+ public:
+  /// Longest text line accepted, in bytes, as for the candump reader: real lines are a few hundred bytes at most,
+  /// the cap only bounds memory on garbage.
+  static constexpr std::size_t kMaxLineLength = CandumpReader::kMaxLineLength;
+
+  ByteInput(int fd, bool owns_fd, std::size_t block_size = std::size_t{1} << 20);
+  ~ByteInput();
+  ByteInput(const ByteInput&) = delete;
+  ByteInput& operator=(const ByteInput&) = delete;
+
+  const char* data() const { return buffer_.get() + begin_; }
+  std::size_t size() const { return end_ - begin_; }
+  void Consume(std::size_t n) {
+    begin_ += n;
+    consumed_ += n;
+  }
+  /// Drops everything buffered (an overlong line is skipped this way).
+  void DropAll() { Consume(size()); }
+  /// Reads one more block behind what is buffered; false at the end of input or on a read error.
+  bool Fill();
+  /// Fills until @p n bytes are buffered or the input ends; @p n must not exceed max_request().
+  bool Ensure(std::size_t n);
+  std::size_t max_request() const { return capacity_ - block_size_; }
+  /// Offset in the input of data().
+  std::uint64_t offset() const { return consumed_; }
+  bool failed() const { return failed_; }
+  bool eof() const { return eof_; }
+  int errno_value() const { return errno_value_; }
+
+ private:
+  int fd_;
+  bool owns_fd_;
+  std::size_t block_size_;
+  std::size_t capacity_;
+  std::unique_ptr<char[]> buffer_;
+  std::size_t begin_ = 0;
+  std::size_t end_ = 0;
+  std::uint64_t consumed_ = 0;
+  bool eof_ = false;
+  bool failed_ = false;
+  int errno_value_ = 0;
+};
+
+/// Splits a ByteInput into lines, numbered from 1; a CR before the LF is dropped.
+class LineSplitter {
+ public:
+  enum class Status { kLine, kOverlong, kEnd, kReadError };
+  explicit LineSplitter(ByteInput& input) : input_(input) {}
+  /// The next line in [begin, end), valid until the next call.
+  Status Next(const char*& begin, const char*& end);
+  std::uint64_t line_number() const { return line_number_; }
+
+ private:
+  ByteInput& input_;
+  bool skipping_ = false;
+  std::uint64_t line_number_ = 0;
+};
+
+/// Numbers interface names from 1 in the order they first appear; the names are copied, so a frame's iface can
+/// point at the copy.
+class InterfaceNumbers {
+ public:
+  /// Sets frame.channel and points frame.iface at the stored name.
+  void Number(CanFrame& frame);
+
+ private:
+  std::vector<std::unique_ptr<std::string>> names_;
+  std::size_t last_ = 0;
+};
+
+/// Parses one human-readable candump line (see LogFormat::kCandumpLong); @p time_ns is the line's time stamp
+/// (0 without one), @p has_time whether it had one. Returns null on success, else the reason.
+const char* ParseCandumpLongLine(const char* begin, const char* end, CanFrame& frame, std::int64_t& time_ns,
+                                 bool& has_time);
+
+/// Parses "SECONDS.FRACTION" (1 to 9 fractional digits, or none when @p fraction_optional) from [p, end) into
+/// nanoseconds; advances p. Null on success, else the reason.
+const char* ParseDecimalSeconds(const char*& p, const char* end, std::int64_t& ns, bool fraction_optional);
+
+std::unique_ptr<FrameSource> MakeCandumpSource(std::unique_ptr<ByteInput> input, std::string name, LogFormat format);
+std::unique_ptr<FrameSource> MakeAscSource(std::unique_ptr<ByteInput> input, std::string name);
+std::unique_ptr<FrameSource> MakeBlfSource(std::unique_ptr<ByteInput> input, std::string name);
+
+/// Seconds since the epoch of a local calendar time (mktime, daylight saving time looked up); false when the
+/// fields are out of range.
+bool LocalTimeToEpochNs(int year, int month, int day, int hour, int minute, int second, int millisecond,
+                        std::int64_t& ns);
+
+}  // namespace detail
+}  // namespace fsrl
+
+#endif  // FSRL_SRC_FRAME_SOURCE_INTERNAL_H
