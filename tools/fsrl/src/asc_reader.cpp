@@ -29,18 +29,7 @@ namespace {
 
 inline bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\r'; }
 inline bool IsDigit(char c) { return c >= '0' && c <= '9'; }
-inline int HexValue(char c) {
-  if (c >= '0' && c <= '9') {
-    return c - '0';
-  }
-  if (c >= 'a' && c <= 'f') {
-    return c - 'a' + 10;
-  }
-  if (c >= 'A' && c <= 'F') {
-    return c - 'A' + 10;
-  }
-  return -1;
-}
+inline int HexValue(char c) { return kHexDigit[static_cast<unsigned char>(c)]; }
 inline char Lower(char c) { return (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c; }
 
 constexpr std::uint32_t kStandardIdMax = 0x7FFU;
@@ -71,6 +60,14 @@ class Tokens {
     Tokens copy = *this;
     return copy.Next();
   }
+  // Skips blanks and gives the position, for readers that take several tokens at once.
+  const char*& At() {
+    while (p_ != end_ && IsBlank(*p_)) {
+      ++p_;
+    }
+    return p_;
+  }
+  const char* end() const { return end_; }
 
  private:
   const char* p_;
@@ -375,6 +372,9 @@ class AscSource final : public FrameSource {
   }
 
   const char* ParseData(Tokens& tokens, CanFrame& frame) const {
+    if (hex_ && ReadSpacedHexBytes(tokens.At(), tokens.end(), frame.length, frame.data)) {
+      return nullptr;
+    }
     for (std::size_t i = 0; i < frame.length; ++i) {
       std::uint32_t byte = 0;
       if (!ParseNumber(tokens.Next(), hex_, 0xFF, byte)) {
@@ -395,9 +395,13 @@ class AscSource final : public FrameSource {
 
   void SetChannel(CanFrame& frame, std::uint32_t channel) {
     frame.channel = channel;
-    const std::string text = std::to_string(channel);
-    std::memcpy(channel_text_, text.data(), text.size());
-    frame.iface = std::string_view(channel_text_, text.size());
+    if (channel != last_channel_ || channel_text_size_ == 0) {
+      const std::string text = std::to_string(channel);
+      std::memcpy(channel_text_, text.data(), text.size());
+      channel_text_size_ = text.size();
+      last_channel_ = channel;
+    }
+    frame.iface = std::string_view(channel_text_, channel_text_size_);
   }
 
   static void ResetFrame(CanFrame& frame) {
@@ -472,7 +476,9 @@ class AscSource final : public FrameSource {
   bool have_trigger_date_ = false;
   std::int64_t start_ns_ = 0;
   std::int64_t sum_ns_ = 0;
+  std::uint32_t last_channel_ = 0;
   char channel_text_[16] = {};
+  std::size_t channel_text_size_ = 0;
 };
 
 }  // namespace

@@ -17,18 +17,7 @@ namespace {
 
 inline bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\r'; }
 inline bool IsDigit(char c) { return c >= '0' && c <= '9'; }
-inline int HexValue(char c) {
-  if (c >= '0' && c <= '9') {
-    return c - '0';
-  }
-  if (c >= 'a' && c <= 'f') {
-    return c - 'a' + 10;
-  }
-  if (c >= 'A' && c <= 'F') {
-    return c - 'A' + 10;
-  }
-  return -1;
-}
+inline int HexValue(char c) { return kHexDigit[static_cast<unsigned char>(c)]; }
 
 constexpr std::int64_t kNsPerSecond = 1000000000;
 constexpr std::uint32_t kExtendedIdMax = 0x1FFFFFFFU;
@@ -379,6 +368,8 @@ const char* ParseCandumpLongLine(const char* begin, const char* end, CanFrame& f
     }
     frame.remote = true;
     frame.remote_length = static_cast<std::uint8_t>(length);
+  } else if (ReadSpacedHexBytes(p, end, length, frame.data)) {
+    frame.length = static_cast<std::uint8_t>(length);
   } else {
     for (unsigned i = 0; i < length; ++i) {
       p = SkipBlanks(p, end);

@@ -3,6 +3,7 @@
 #ifndef FSRL_SRC_FRAME_SOURCE_INTERNAL_H
 #define FSRL_SRC_FRAME_SOURCE_INTERNAL_H
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -12,6 +13,48 @@
 
 namespace fsrl {
 namespace detail {
+
+constexpr std::array<std::int8_t, 256> MakeHexDigitTable() {
+  std::array<std::int8_t, 256> table{};
+  for (std::size_t c = 0; c < table.size(); ++c) {
+    table[c] = static_cast<std::int8_t>(c >= '0' && c <= '9'   ? static_cast<int>(c - '0')
+                                        : c >= 'a' && c <= 'f' ? static_cast<int>(c - 'a' + 10)
+                                        : c >= 'A' && c <= 'F' ? static_cast<int>(c - 'A' + 10)
+                                                               : -1);
+  }
+  return table;
+}
+/// Value of a hex digit, or -1: one lookup per character.
+inline constexpr std::array<std::int8_t, 256> kHexDigit = MakeHexDigitTable();
+
+/// @brief Reads @p count bytes written as "HH HH HH" (two hex digits each, one blank between) from @p p, the way
+/// every text log writes its data bytes; advances @p p past them. False, with nothing consumed, when the text
+/// has another shape (the caller then reads token by token).
+inline bool ReadSpacedHexBytes(const char*& p, const char* end, std::size_t count, std::uint8_t* out) {
+  if (count == 0) {
+    return true;
+  }
+  if (static_cast<std::size_t>(end - p) < 3 * count - 1) {
+    return false;
+  }
+  int invalid = 0;
+  bool spaced = true;
+  for (std::size_t i = 0; i < count; ++i) {
+    const int high = kHexDigit[static_cast<unsigned char>(p[3 * i])];
+    const int low = kHexDigit[static_cast<unsigned char>(p[3 * i + 1])];
+    invalid |= high | low;
+    out[i] = static_cast<std::uint8_t>((static_cast<unsigned>(high) << 4U) | static_cast<unsigned>(low));
+    if (i + 1 < count) {
+      spaced = spaced && p[3 * i + 2] == ' ';
+    }
+  }
+  const char* after = p + 3 * count - 1;
+  if (invalid < 0 || !spaced || (after != end && *after != ' ' && *after != '\t' && *after != '\r')) {
+    return false;
+  }
+  p = after;
+  return true;
+}
 
 /// Reads a descriptor in large blocks; the bytes not consumed yet stay in one contiguous buffer.
 class ByteInput {
