@@ -332,8 +332,8 @@ class BlfSource final : public FrameSource {
 
   // ---- the inner stream ----
 
-  const std::uint8_t* InnerData() const { return inner_.data() + inner_begin_; }
-  std::size_t InnerSize() const { return inner_.size() - inner_begin_; }
+  const std::uint8_t* InnerData() const { return inner_.get() + inner_begin_; }
+  std::size_t InnerSize() const { return inner_end_ - inner_begin_; }
   void ConsumeInner(std::size_t n) {
     inner_begin_ += n;
     inner_consumed_ += n;
@@ -380,7 +380,8 @@ class BlfSource final : public FrameSource {
   Pull NeedInner(std::size_t n) {
     while (InnerSize() < n) {
       if (inner_begin_ != 0) {
-        inner_.erase(inner_.begin(), inner_.begin() + static_cast<std::ptrdiff_t>(inner_begin_));
+        std::memmove(inner_.get(), inner_.get() + inner_begin_, InnerSize());
+        inner_end_ -= inner_begin_;
         inner_begin_ = 0;
       }
       if (container_left_ == 0 && !(compressed_ && !stream_end_ && in_container_)) {
@@ -399,6 +400,9 @@ class BlfSource final : public FrameSource {
   }
 
   Pull PullContainerData() {
+    if (zlib_failed_) {
+      return Pull::kCorrupt;  // reported once the data inflated before the damage has been read
+    }
     if (container_left_ != 0 && in_->size() == 0 && !in_->Fill()) {
       if (in_->failed()) {
         return Pull::kReadError;
@@ -410,9 +414,14 @@ class BlfSource final : public FrameSource {
     if (available > container_left_) {
       available = static_cast<std::size_t>(container_left_);
     }
+    // NeedInner keeps at least one slice free behind what it still needs.
+    const std::size_t room = kInnerCapacity - inner_end_;
     if (!compressed_) {
-      inner_.insert(inner_.end(), reinterpret_cast<const std::uint8_t*>(in_->data()),
-                    reinterpret_cast<const std::uint8_t*>(in_->data()) + available);
+      if (available > room) {
+        available = room;
+      }
+      std::memcpy(inner_.get() + inner_end_, in_->data(), available);
+      inner_end_ += available;
       in_->Consume(available);
       container_left_ -= available;
       return Pull::kOk;
@@ -423,18 +432,16 @@ class BlfSource final : public FrameSource {
       container_left_ -= available;
       return Pull::kOk;
     }
-    const std::size_t old_size = inner_.size();
-    inner_.resize(old_size + kInflateSlice);
     zs_.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(in_->data()));
     zs_.avail_in = static_cast<uInt>(available);
-    zs_.next_out = inner_.data() + old_size;
-    zs_.avail_out = static_cast<uInt>(kInflateSlice);
+    zs_.next_out = inner_.get() + inner_end_;
+    zs_.avail_out = static_cast<uInt>(room);
     const int result = inflate(&zs_, Z_NO_FLUSH);
     const std::size_t used = available - zs_.avail_in;
-    const std::size_t produced = kInflateSlice - zs_.avail_out;
+    const std::size_t produced = room - zs_.avail_out;
     in_->Consume(used);
     container_left_ -= used;
-    inner_.resize(old_size + produced);
+    inner_end_ += produced;
     if (result == Z_STREAM_END) {
       stream_end_ = true;
       return Pull::kOk;
@@ -442,7 +449,9 @@ class BlfSource final : public FrameSource {
     if (result != Z_OK && !(result == Z_BUF_ERROR && (used != 0 || produced != 0))) {
       fatal_reason_ = std::string("corrupt LOG_CONTAINER data (zlib: ") +
                       (zs_.msg != nullptr ? zs_.msg : "no progress") + ")";
-      return Pull::kCorrupt;
+      // What inflated before the damage still holds whole objects: hand them out first.
+      zlib_failed_ = true;
+      return produced != 0 ? Pull::kOk : Pull::kCorrupt;
     }
     if (container_left_ == 0 && produced == 0) {
       fatal_reason_ = "LOG_CONTAINER data ends before its compressed stream does";
@@ -572,9 +581,13 @@ class BlfSource final : public FrameSource {
   std::uint64_t current_container_ = 0;
   z_stream zs_{};
   bool zlib_ready_ = false;
+  bool zlib_failed_ = false;
 
-  std::vector<std::uint8_t> inner_;
+  // The inner stream's unread bytes: at most one object of a type that is read, plus a slice of new data.
+  static constexpr std::size_t kInnerCapacity = kMaxFrameObject + kInflateSlice;
+  std::unique_ptr<std::uint8_t[]> inner_{new std::uint8_t[kInnerCapacity]};
   std::size_t inner_begin_ = 0;
+  std::size_t inner_end_ = 0;
   std::uint64_t inner_consumed_ = 0;
   std::deque<Segment> segments_;
 

@@ -224,7 +224,8 @@ const char* ParseDecimalSeconds(const char*& p, const char* end, std::int64_t& n
 
 bool LocalTimeToEpochNs(int year, int month, int day, int hour, int minute, int second, int millisecond,
                         std::int64_t& ns) {
-  if (year < 1970 || year > 9999 || month < 1 || month > 12 || day < 1 || day > 31 || hour < 0 || hour > 23 ||
+  // 2262 is the last year a signed 64-bit count of nanoseconds since 1970 reaches.
+  if (year < 1970 || year > 2262 || month < 1 || month > 12 || day < 1 || day > 31 || hour < 0 || hour > 23 ||
       minute < 0 || minute > 59 || second < 0 || second > 60 || millisecond < 0 || millisecond > 999) {
     return false;
   }
@@ -237,7 +238,7 @@ bool LocalTimeToEpochNs(int year, int month, int day, int hour, int minute, int 
   tm.tm_sec = second;
   tm.tm_isdst = -1;  // the writers print local wall-clock time; let the C library find the offset
   const std::time_t t = std::mktime(&tm);
-  if (t == static_cast<std::time_t>(-1) || t < 0) {
+  if (t == static_cast<std::time_t>(-1) || t < 0 || t > INT64_MAX / kNsPerSecond - 1) {
     return false;
   }
   ns = static_cast<std::int64_t>(t) * kNsPerSecond + static_cast<std::int64_t>(millisecond) * 1000000;
