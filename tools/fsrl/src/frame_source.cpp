@@ -64,7 +64,7 @@ ByteInput::~ByteInput() {
   }
 }
 
-bool ByteInput::Fill() {
+bool ByteInput::Fill(std::size_t most) {
   if (eof_ || failed_) {
     return false;
   }
@@ -77,6 +77,9 @@ bool ByteInput::Fill() {
     std::size_t room = capacity_ - end_;
     if (room > block_size_) {
       room = block_size_;
+    }
+    if (room > most) {
+      room = most;
     }
     if (room == 0) {
       return true;  // full: the caller has what it can get
@@ -156,18 +159,34 @@ LineSplitter::Status LineSplitter::Next(const char*& begin, const char*& end) {
 
 // ---- InterfaceNumbers ------------------------------------------------------------------------------------------
 
+namespace {
+// Interface names are a few bytes: comparing them in place costs less than a library call per frame.
+bool SameName(std::string_view stored, std::string_view name) {
+  if (stored.size() != name.size()) {
+    return false;
+  }
+  for (std::size_t i = 0; i < name.size(); ++i) {
+    if (stored[i] != name[i]) {
+      return false;
+    }
+  }
+  return true;
+}
+}  // namespace
+
 void InterfaceNumbers::Number(CanFrame& frame) {
   // Recordings mostly stay on one bus: the last name matches without a search.
-  if (last_ < names_.size() && *names_[last_] == frame.iface) {
-    frame.channel = static_cast<std::uint32_t>(last_ + 1);
-    frame.iface = *names_[last_];
+  if (!last_name_.empty() && SameName(last_name_, frame.iface)) {
+    frame.channel = last_channel_;
+    frame.iface = last_name_;
     return;
   }
   for (std::size_t i = 0; i < names_.size(); ++i) {
     if (*names_[i] == frame.iface) {
-      last_ = i;
-      frame.channel = static_cast<std::uint32_t>(i + 1);
-      frame.iface = *names_[i];
+      last_name_ = *names_[i];
+      last_channel_ = static_cast<std::uint32_t>(i + 1);
+      frame.channel = last_channel_;
+      frame.iface = last_name_;
       return;
     }
   }
@@ -176,9 +195,10 @@ void InterfaceNumbers::Number(CanFrame& frame) {
     return;
   }
   names_.push_back(std::make_unique<std::string>(frame.iface));
-  last_ = names_.size() - 1;
-  frame.channel = static_cast<std::uint32_t>(names_.size());
-  frame.iface = *names_.back();
+  last_name_ = *names_.back();
+  last_channel_ = static_cast<std::uint32_t>(names_.size());
+  frame.channel = last_channel_;
+  frame.iface = last_name_;
 }
 
 // ---- time stamps -----------------------------------------------------------------------------------------------
@@ -407,10 +427,36 @@ namespace {
 
 class CandumpSource final : public FrameSource {
  public:
-  CandumpSource(std::unique_ptr<ByteInput> input, std::string name, LogFormat format)
-      : FrameSource(format, std::move(name)), input_(std::move(input)), lines_(*input_) {}
+  CandumpSource(std::unique_ptr<ByteInput> input, std::string name, LogFormat format, int fd)
+      : FrameSource(format, std::move(name)), input_(std::move(input)), lines_(*input_) {
+    if (format == LogFormat::kCandumpLog) {
+      // The `-l` form goes through the tools' own reader, whose parser inlines into its loop; it starts with the
+      // bytes looked at to tell the format.
+      reader_ = std::make_unique<CandumpReader>(fd, kBlockSize, std::string_view(input_->data(), input_->size()));
+      input_->DropAll();
+    }
+  }
 
   ReadStatus Next(CanFrame& frame) override {
+    if (reader_ != nullptr) {
+      const CandumpReader::Result result = reader_->Next(frame);
+      position_ = reader_->line_number();
+      switch (result) {
+        case CandumpReader::Result::kFrame:
+          numbers_.Number(frame);
+          return ReadStatus::kFrame;
+        case CandumpReader::Result::kMalformed:
+          reason_ = reader_->reason();
+          return ReadStatus::kMalformed;
+        case CandumpReader::Result::kReadError:
+          errno_value_ = reader_->errno_value();
+          reason_ = reader_->reason();
+          return ReadStatus::kReadError;
+        case CandumpReader::Result::kEnd:
+          break;
+      }
+      return ReadStatus::kEnd;
+    }
     for (;;) {
       const char* begin = nullptr;
       const char* end = nullptr;
@@ -465,8 +511,9 @@ class CandumpSource final : public FrameSource {
   }
 
  private:
-  std::unique_ptr<ByteInput> input_;
+  std::unique_ptr<ByteInput> input_;  // owns the descriptor, and reads the human-readable forms
   LineSplitter lines_;
+  std::unique_ptr<CandumpReader> reader_;
   InterfaceNumbers numbers_;
   std::int64_t sum_ns_ = 0;
 };
@@ -475,7 +522,8 @@ class CandumpSource final : public FrameSource {
 
 std::unique_ptr<FrameSource> MakeCandumpSource(std::unique_ptr<ByteInput> input, std::string name,
                                                LogFormat format) {
-  return std::make_unique<CandumpSource>(std::move(input), std::move(name), format);
+  const int fd = input->fd();
+  return std::make_unique<CandumpSource>(std::move(input), std::move(name), format, fd);
 }
 
 }  // namespace detail
@@ -610,7 +658,7 @@ std::unique_ptr<FrameSource> OpenFrameSource(int fd, std::string name, LogFormat
       if (lines >= kHeadLines || (input->size() >= 4 && std::memcmp(input->data(), "LOGG", 4) == 0)) {
         break;
       }
-      if (!input->Fill()) {
+      if (!input->Fill(kHeadBytes)) {
         break;
       }
     }

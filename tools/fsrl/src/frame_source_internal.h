@@ -56,6 +56,9 @@ inline bool ReadSpacedHexBytes(const char*& p, const char* end, std::size_t coun
   return true;
 }
 
+/// Bytes asked of the system per read: large enough that a read costs little per frame.
+constexpr std::size_t kBlockSize = std::size_t{1} << 20;
+
 /// Reads a descriptor in large blocks; the bytes not consumed yet stay in one contiguous buffer.
 class ByteInput {
  public:
@@ -63,7 +66,7 @@ class ByteInput {
   /// the cap only bounds memory on garbage.
   static constexpr std::size_t kMaxLineLength = CandumpReader::kMaxLineLength;
 
-  ByteInput(int fd, bool owns_fd, std::size_t block_size = std::size_t{1} << 20);
+  ByteInput(int fd, bool owns_fd, std::size_t block_size = kBlockSize);
   ~ByteInput();
   ByteInput(const ByteInput&) = delete;
   ByteInput& operator=(const ByteInput&) = delete;
@@ -76,13 +79,15 @@ class ByteInput {
   }
   /// Drops everything buffered (an overlong line is skipped this way).
   void DropAll() { Consume(size()); }
-  /// Reads one more block behind what is buffered; false at the end of input or on a read error.
-  bool Fill();
+  /// Reads one more block (at most @p most bytes) behind what is buffered; false at the end of input or on a read
+  /// error.
+  bool Fill(std::size_t most = kBlockSize);
   /// Fills until @p n bytes are buffered or the input ends; @p n must not exceed max_request().
   bool Ensure(std::size_t n);
   std::size_t max_request() const { return capacity_ - block_size_; }
   /// Offset in the input of data().
   std::uint64_t offset() const { return consumed_; }
+  int fd() const { return fd_; }
   bool failed() const { return failed_; }
   bool eof() const { return eof_; }
   int errno_value() const { return errno_value_; }
@@ -125,7 +130,8 @@ class InterfaceNumbers {
 
  private:
   std::vector<std::unique_ptr<std::string>> names_;
-  std::size_t last_ = 0;
+  std::string_view last_name_;  // the stored name of the last frame, and its number
+  std::uint32_t last_channel_ = 0;
 };
 
 /// Parses one human-readable candump line (see LogFormat::kCandumpLong); @p time_ns is the line's time stamp

@@ -76,6 +76,9 @@ class CandumpReader {
   /// @param fd descriptor to read from, for example STDIN_FILENO
   /// @param block_size how much to request from the system per read
   explicit CandumpReader(int fd, std::size_t block_size = std::size_t{1} << 20);
+  /// @brief As above, with @p already_read, bytes taken from @p fd before (at most block_size + kMaxLineLength + 2;
+  /// more are dropped), read first: a caller that looked at the start of a stream to tell its format hands it on.
+  CandumpReader(int fd, std::size_t block_size, std::string_view already_read);
   ~CandumpReader();
   CandumpReader(const CandumpReader&) = delete;
   CandumpReader& operator=(const CandumpReader&) = delete;
