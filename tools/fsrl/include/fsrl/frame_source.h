@@ -109,7 +109,10 @@ class FrameSource {
 };
 
 /// @brief Opens @p path_or_dash (`-` is standard input) as a frame source. With @p format kAuto the format is
-/// detected from the content. Standard input is read as a stream, block by block.
+/// detected from the content, from the first 16 lines (or 16 KiB, or the end of input, whichever comes first):
+/// a live pipe starts to be read once that much has arrived. Standard input is read as a stream, block by block.
+/// A damaged BLF structure (truncated or corrupt container, object header with impossible sizes) is reported
+/// once as kMalformed, after every frame before it, and the source then ends.
 /// @return the source, or null with @p error (when not null) saying why (cannot open, unknown format).
 std::unique_ptr<FrameSource> OpenFrameSource(const std::string& path_or_dash, LogFormat format,
                                              std::string* error = nullptr);
