@@ -28,6 +28,13 @@ void RunProfile5Check(const std::uint8_t* data, std::size_t size);
 /// (the rest of the input, read by the log reader) or a binary list of frames (see replay_logic.cpp).
 void RunReplay(const std::uint8_t* data, std::size_t size);
 
+/// The human-readable candump reader (byte 0 bit 0: time stamps as deltas), the ASC reader and the BLF reader on
+/// the rest of the input as a whole recording and on a prefix of it (which must give a prefix of the frames), and
+/// format detection on the input.
+void RunCandumpLongReader(const std::uint8_t* data, std::size_t size);
+void RunAscReader(const std::uint8_t* data, std::size_t size);
+void RunBlfReader(const std::uint8_t* data, std::size_t size);
+
 /// Called with a description when an invariant does not hold.
 using FailureHandler = void (*)(const std::string& message);
 

@@ -93,6 +93,18 @@ TEST(ReplayFuzzTarget, KeepsItsInvariantsOnEverySeedAndRegressionInput) {
   EXPECT_GT(RunEveryInput("fuzz_replay", &fsrl_fuzz::RunReplay), 0U);
 }
 
+TEST(CandumpLongReaderFuzzTarget, KeepsItsInvariantsOnEverySeedAndRegressionInput) {
+  EXPECT_GT(RunEveryInput("fuzz_candump_long_reader", &fsrl_fuzz::RunCandumpLongReader), 0U);
+}
+
+TEST(AscReaderFuzzTarget, KeepsItsInvariantsOnEverySeedAndRegressionInput) {
+  EXPECT_GT(RunEveryInput("fuzz_asc_reader", &fsrl_fuzz::RunAscReader), 0U);
+}
+
+TEST(BlfReaderFuzzTarget, KeepsItsInvariantsOnEverySeedAndRegressionInput) {
+  EXPECT_GT(RunEveryInput("fuzz_blf_reader", &fsrl_fuzz::RunBlfReader), 0U);
+}
+
 TEST(TypedReadFuzzTarget, SetsUpAgainAfterAReplayResetTheSignalService) {
   const ScopedThrowingHandler handler;
   const std::vector<std::uint8_t> replay = ReadAll(fs::path(FSRL_FUZZ_SOURCE_DIR) / "corpus/fuzz_replay" /

@@ -3,7 +3,9 @@
 set -euo pipefail
 
 # python3-canmatrix: the DBC tool that proves autogen/signal_adapters/fsrl.dbc in the tests.
-packages=(cmake ninja-build g++ make libgtest-dev libgmock-dev libbenchmark-dev python3 python3-canmatrix)
+# zlib1g-dev: the fsrl tool reads BLF logs; python3-can and can-utils: the tests write their recordings with them.
+packages=(cmake ninja-build g++ make libgtest-dev libgmock-dev libbenchmark-dev python3 python3-canmatrix zlib1g-dev
+  python3-can can-utils)
 
 missing=()
 for package in "${packages[@]}"; do

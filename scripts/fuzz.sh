@@ -15,19 +15,24 @@ if ! [[ "${seconds}" =~ ^[1-9][0-9]*$ ]]; then
   exit 2
 fi
 shift || true
-all_targets=(fuzz_candump_parser fuzz_typed_read fuzz_profile5_check fuzz_replay)
+all_targets=(fuzz_candump_parser fuzz_typed_read fuzz_profile5_check fuzz_replay fuzz_candump_long_reader
+  fuzz_asc_reader fuzz_blf_reader)
 targets=("$@")
 if ((${#targets[@]} == 0)); then
   targets=("${all_targets[@]}")
 fi
 
 # Longest input per target: past the log reader's 4096-byte line limit for the parser, a few payloads of the
-# largest group for the reads, two full scans of every group for the replay.
+# largest group for the reads, two full scans of every group for the replay; past the line limit for the text
+# readers and room for a few containers for the BLF reader.
 declare -A max_len=(
   [fuzz_candump_parser]=9000
   [fuzz_typed_read]=256
   [fuzz_profile5_check]=2048
   [fuzz_replay]=16384
+  [fuzz_candump_long_reader]=9000
+  [fuzz_asc_reader]=9000
+  [fuzz_blf_reader]=16384
 )
 
 # --- what the build needs, installed only when missing -------------------------------------------------------

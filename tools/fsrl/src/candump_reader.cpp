@@ -316,6 +316,14 @@ CandumpReader::CandumpReader(int fd, std::size_t block_size)
       buffer_(new char[block_size_ + kMaxLineLength + 2]),
       capacity_(block_size_ + kMaxLineLength + 2) {}
 
+CandumpReader::CandumpReader(int fd, std::size_t block_size, std::string_view already_read)
+    : CandumpReader(fd, block_size) {
+  end_ = already_read.size() < capacity_ ? already_read.size() : capacity_;
+  if (end_ != 0) {
+    std::memcpy(buffer_.get(), already_read.data(), end_);
+  }
+}
+
 CandumpReader::~CandumpReader() = default;
 
 bool CandumpReader::Fill() {

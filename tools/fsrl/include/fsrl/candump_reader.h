@@ -36,6 +36,9 @@ struct CanFrame {
   std::uint8_t remote_length = 0;  ///< requested length of a remote request (0 when not given)
   char direction = '\0';           ///< 'T', 'R', or '\0' when the line has none
   std::string_view iface;          ///< interface name; points into the line, see ParseCandumpLine
+  /// Bus number, 1-based, as the recording numbers its channels (ASC, BLF), or as a FrameSource numbers
+  /// candump interfaces in the order they first appear; 0 when nothing numbered it (ParseCandumpLine).
+  std::uint32_t channel = 0;
   std::uint8_t data[64] = {};      ///< the data bytes; bytes from `length` on carry no meaning
 };
 
@@ -73,6 +76,9 @@ class CandumpReader {
   /// @param fd descriptor to read from, for example STDIN_FILENO
   /// @param block_size how much to request from the system per read
   explicit CandumpReader(int fd, std::size_t block_size = std::size_t{1} << 20);
+  /// @brief As above, with @p already_read, bytes taken from @p fd before (at most block_size + kMaxLineLength + 2;
+  /// more are dropped), read first: a caller that looked at the start of a stream to tell its format hands it on.
+  CandumpReader(int fd, std::size_t block_size, std::string_view already_read);
   ~CandumpReader();
   CandumpReader(const CandumpReader&) = delete;
   CandumpReader& operator=(const CandumpReader&) = delete;
