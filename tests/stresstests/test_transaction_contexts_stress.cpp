@@ -175,10 +175,10 @@ class TransactionContextsStress : public ::testing::Test {
     }
     const SignalAdapter& adapter = *context->adapter;
     std::vector<std::shared_ptr<zol::afw::core::GenericPropertyBase>> properties;
-#define FSRL_TX_STRESS_COLLECT(index, type, stem)                                                        \
-  properties.push_back(adapter.stem());                                                                 \
+#define FSRL_TX_STRESS_COLLECT(index, type, stem)                                                             \
+  properties.push_back(adapter.stem());                                                                       \
   context->read_raw.emplace_back([property = adapter.stem()](RawBytes& bytes, SignalPropertyStatus* status) { \
-    return property->get_raw(bytes, status);                                                            \
+    return property->get_raw(bytes, status);                                                                  \
   });
     FSRL_FOR_EACH_SIGNAL_GROUP(FSRL_TX_STRESS_COLLECT)
 #undef FSRL_TX_STRESS_COLLECT
