@@ -49,7 +49,7 @@ void Transaction::FailNextRegistrations(std::size_t count, ErrorCode code) {
 
 void Transaction::ResetForTesting() { Current().Reset(); }
 
-ErrorCode TransactionCallbacks::Add(Transaction::Callback callback) {
+ErrorCode TransactionCallbacks::Add(Transaction::Callback&& callback) {
   if (!callback) {
     return ErrorCode::kBadArgument;
   }

@@ -98,8 +98,9 @@ class TransactionCallbacks {
   TransactionCallbacks& operator=(const TransactionCallbacks&) = delete;
   TransactionCallbacks& operator=(TransactionCallbacks&&) = delete;
 
-  /// @brief See Transaction::AddBeginTransactionCallback().
-  ErrorCode Add(Transaction::Callback callback);
+  /// @brief See Transaction::AddBeginTransactionCallback(). Taken by reference, so that a registration through
+  /// Transaction moves the callback once; it is left as it was on failure.
+  ErrorCode Add(Transaction::Callback&& callback);
   /// @brief See Transaction::Begin(); runs this store's callbacks on the calling thread.
   void Begin();
   /// @brief The number of callbacks waiting here.
