@@ -1,12 +1,18 @@
 #!/usr/bin/env bash
 # Builds every target with ThreadSanitizer (the tsan preset) and runs the whole test suite under it, the stress
-# tests of the notification path included. Installs nothing: scripts/bootstrap.sh has set up the machine, and the
-# sanitizer's runtime comes with g++.
+# tests included: the notification path (stress_notification) and two execution contexts cycling at once, each
+# with its own transactions (stress_transaction_contexts). Installs nothing: scripts/bootstrap.sh has set up the
+# machine, and the sanitizer's runtime comes with g++.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 start=${SECONDS}
-cmake --preset tsan
+# Through ccache where the machine has it: a sanitised build of everything is long, and most objects rarely change.
+launcher=()
+if command -v ccache >/dev/null 2>&1; then
+  launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DCMAKE_C_COMPILER_LAUNCHER=ccache)
+fi
+cmake --preset tsan "${launcher[@]}"
 cmake --build --preset tsan
 
 # GCC 12's ThreadSanitizer runtime cannot lay out its shadow memory when the kernel randomises more than 28 bits of

@@ -291,10 +291,11 @@ TEST_F(DispatchQueueTest, EveryTaskRunsInATransactionOfItsOwn) {
   DispatchQueue queue;
   queue.SetStepMode(true);
   int begun = 0;
+  int outside_begun = 0;
   std::vector<int> seen;
   int* begun_count = &begun;
   std::vector<int>* seen_by_tasks = &seen;
-  // Each task registers a callback and notes how many transactions had begun when it ran.
+  // Each task registers a callback and notes how many of the queue's transactions had begun when it ran.
   for (int i = 0; i < 3; ++i) {
     ASSERT_EQ(queue.AsyncTask(Lambda([begun_count, seen_by_tasks] {
       seen_by_tasks->push_back(*begun_count);
@@ -302,12 +303,15 @@ TEST_F(DispatchQueueTest, EveryTaskRunsInATransactionOfItsOwn) {
     })),
               ErrorCode::kSuccess);
   }
-  ASSERT_EQ(Transaction::AddBeginTransactionCallback([begun_count] { ++*begun_count; }), ErrorCode::kSuccess);
+  // Registered outside every task: it belongs to the test's own transactions, not to the queue's.
+  ASSERT_EQ(Transaction::AddBeginTransactionCallback([&outside_begun] { ++outside_begun; }), ErrorCode::kSuccess);
 
   EXPECT_EQ(queue.RunPending(), 3U);
 
-  // The callback of the test ran before the first task, each task's callback before the next task.
-  EXPECT_EQ(seen, (std::vector<int>{1, 2, 3}));
+  // Each task's callback ran before the next task; the test's callback did not run in any of them.
+  EXPECT_EQ(seen, (std::vector<int>{0, 1, 2}));
+  EXPECT_EQ(outside_begun, 0);
+  EXPECT_EQ(queue.transaction_callbacks().pending(), 1U);
   EXPECT_EQ(Transaction::pending_callbacks(), 1U);
 }
 

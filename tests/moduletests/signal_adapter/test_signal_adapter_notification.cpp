@@ -314,7 +314,11 @@ TEST_F(SignalAdapterNotificationTest, BeginningATransactionReArmsTheRetrieval) {
 TEST_F(SignalAdapterNotificationTest, NotificationLeavesTheRetrievalFlagAlone) {
   std::shared_ptr<Impl> impl = MakeInitializedImpl();
   queue().SetStepMode(true);
-  ASSERT_EQ(impl->RetrieveGroupCache(), ErrorCode::kSuccess);
+  {
+    // Read on the adapter's context, as its owner does: the re-arming callback belongs to that context.
+    const zol::afw::core::ExecutionContextScope on_context(impl->execution_context_);
+    ASSERT_EQ(impl->RetrieveGroupCache(), ErrorCode::kSuccess);
+  }
   const unsigned long names[1] = {IdentityOf(kSigSts1)};
 
   impl->OnSignalGroupNotification(names, 1);

@@ -185,7 +185,9 @@ void DispatchQueue::RunClaimed(TaskPtr task) {
    private:
     DispatchQueue* queue_;
   } finish(this);
-  Transaction::Begin();
+  // Everything the task does, its destruction included, belongs to this queue's transaction.
+  const Transaction::Scope scope(transaction_callbacks_);
+  transaction_callbacks_.Begin();
   static_cast<void>(task->Execute());
   // Destroyed before the task counts as finished, so that WaitIdle() also waits for what its destructor does.
   task.reset();

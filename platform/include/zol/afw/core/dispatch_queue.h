@@ -10,6 +10,7 @@
 
 #include "zol/afw/core/error_code.h"
 #include "zol/afw/core/task.h"
+#include "zol/afw/core/transaction.h"
 #include "zol/mono_clock.h"
 #include "zol/pmr/polymorphic_allocator.h"
 
@@ -26,9 +27,12 @@ namespace core {
 /// While neither is the case the queue does not execute: AsyncTask() refuses new tasks, so that a poster can
 /// tell that work posted now would never run. Tasks already queued stay queued.
 ///
-/// Every task runs as one transaction: Transaction::Begin() is called right before its Execute(). The task is
-/// destroyed right after Execute() returns, on the same thread. Posting is thread-safe; the queue holds at most
-/// capacity() tasks, in storage reserved at construction.
+/// Every task runs as one transaction of this queue: right before its Execute() the queue begins a transaction of
+/// its own begin-transaction callbacks (transaction_callbacks()), and while the task runs that store is the
+/// thread's current one, so callbacks the task registers wait for this queue's next task and never run on another
+/// queue's thread. The task is destroyed right after Execute() returns, on the same thread and still inside its
+/// transaction. Posting is thread-safe; the queue holds at most capacity() tasks, in storage reserved at
+/// construction.
 class DispatchQueue {
  public:
   /// @brief The capacity of a queue made without one.
@@ -91,6 +95,9 @@ class DispatchQueue {
   /// @brief The most tasks the queue holds.
   std::size_t capacity() const { return capacity_; }
 
+  /// @brief The begin-transaction callbacks waiting for this queue's next task; they die with the queue.
+  TransactionCallbacks& transaction_callbacks() { return transaction_callbacks_; }
+
   /// @brief Blocks until the queue is empty and no task runs. Meant for tests with the own thread started;
   /// without it, returns as soon as no task runs (nobody would empty the queue). Must not be called from one of
   /// the queue's own tasks.
@@ -108,6 +115,8 @@ class DispatchQueue {
   // Waits for a thread whose end was requested; the control mutex must be held.
   void JoinThread();
 
+  // The callbacks of this queue's transactions; dropped unrun when the queue goes.
+  TransactionCallbacks transaction_callbacks_;
   const std::size_t capacity_;
   // A ring of capacity_ slots, head_ the oldest task.
   zol::pmr::vector<TaskPtr> ring_;

@@ -17,7 +17,8 @@ namespace core {
 ///
 /// Components created below it (directly or further down) run on this context, because a contextual object
 /// without a context of its own uses its parent's. The context starts idle: start its queue's thread, or put the
-/// queue in step mode, before expecting posted tasks to run.
+/// queue in step mode, before expecting posted tasks to run. Set-up code that registers begin-transaction callbacks
+/// for the context runs in an ExecutionContextScope of it, or as a task of its queue.
 /// @code
 ///   zol::afw::core::Executable app("app");
 ///   app.execution_context()->dispatch_queue().Start();
