@@ -13,7 +13,10 @@
 
 namespace {
 
-// A slot older than this belongs to an earlier scan that happened to have the same id.
+// A slot older than this belongs to an earlier scan that happened to have the same id. The radar assembles a
+// scan within a few of its 50 ms periods, and an 8-bit id returns only after 256 scans (12.8 s): a second
+// separates the two with a wide margin either way. The rule is "at least 1,001 ms" while the comparison is
+// "older than", hence one nanosecond under 1,001 ms.
 constexpr std::chrono::nanoseconds kSlotLifetime{1000999999};
 
 // The detection indexes, looked up by detection number. The class constants have no definition outside the class,
@@ -354,16 +357,12 @@ template <typename ModeEnum>
 radar_service::Mode RadarScanDataManager::ModeSwitch(ModeEnum mode) {
   switch (mode) {
     case ModeEnum::RSRxDetectionMode_Near:
-      // Near-range mode.
       return radar_service::Mode::kNearRange;
     case ModeEnum::RSRxDetectionMode_Mid:
-      // Mid-range mode.
       return radar_service::Mode::kMidRange;
     case ModeEnum::RSRxDetectionMode_Long:
-      // Long-range mode.
       return radar_service::Mode::kLongRange;
     case ModeEnum::RSRxDetectionMode_Short:
-      // Short-range mode.
     default:
       // A raw mode the sensor has no name for: short range is the data model's default mode.
       return radar_service::Mode::kShortRange;
@@ -374,13 +373,10 @@ template <typename QualityEnum>
 radar_service::QualityAggregated RadarScanDataManager::QualityASwitch(QualityEnum quality) {
   switch (quality) {
     case QualityEnum::Quality_Low:
-      // Low quality.
       return radar_service::QualityAggregated::kLow;
     case QualityEnum::Quality_Medium:
-      // Medium quality.
       return radar_service::QualityAggregated::kMid;
     case QualityEnum::Quality_High:
-      // High quality.
       return radar_service::QualityAggregated::kHigh;
     case QualityEnum::Quality_DetectionUnpopulated:
       // The sensor did not fill this detection; it is stored anyway, marked as of unknown quality.
