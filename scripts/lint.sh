@@ -2,7 +2,8 @@
 # Static checks: clang-format on every tracked hand-written C++ file, clang-tidy with the checked-in .clang-tidy
 # files on the library sources. Prints each finding as FILE:LINE and exits non-zero when there is any.
 #
-# Usage: scripts/lint.sh [--format-only | --tidy-only] [--with-generated]
+# Usage: scripts/lint.sh [--format-only | --tidy-only] [--with-generated] [--fix-format]
+#   --fix-format      rewrite the checked files with clang-format (the same set the check covers) instead of checking
 #   --with-generated  also run clang-tidy on the generated sources under autogen/ (their headers are always checked
 #                     through the hand-written sources that include them)
 # Environment: LINT_JOBS (default 2) clang-tidy processes at a time.
@@ -20,11 +21,13 @@ readonly jobs="${LINT_JOBS:-2}"
 run_format=1
 run_tidy=1
 tidy_generated=0
+fix_format=0
 for argument in "$@"; do
   case "${argument}" in
     --format-only) run_tidy=0 ;;
     --tidy-only) run_format=0 ;;
     --with-generated) tidy_generated=1 ;;
+    --fix-format) fix_format=1; run_tidy=0 ;;
     *) echo "lint: unknown argument '${argument}'" >&2; exit 2 ;;
   esac
 done
@@ -64,6 +67,11 @@ if ((run_format)); then
   install_missing "${clang_format}"
   echo "lint: ${clang_format} $("${clang_format}" --version | grep -o '[0-9][0-9.]*' | head -n 1)"
   mapfile -t format_files < <(hand_written_sources)
+  if ((fix_format)); then
+    printf '%s\0' "${format_files[@]}" | xargs -0 -n 50 "${clang_format}" -i --style=file
+    echo "lint: clang-format: rewrote ${#format_files[@]} files where their layout differed"
+    exit 0
+  fi
   # --dry-run prints FILE:LINE:COL for every place whose layout differs from .clang-format.
   format_log=$(mktemp)
   if ! printf '%s\0' "${format_files[@]}" | xargs -0 -n 50 "${clang_format}" --dry-run --Werror --style=file \
