@@ -4,6 +4,8 @@
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
+#include <utility>
 
 namespace zol {
 namespace log {
@@ -36,6 +38,7 @@ class StderrSink final : public Sink {
   void Write(const LogRecord& record) override {
     // One stdio call per line: stdio locks the stream for the call, so lines from a process that writes to stderr
     // elsewhere do not interleave with ours.
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): stdio is the one way to write a line in a single call
     std::fprintf(stderr, "[%.*s] %s: %.*s\n", static_cast<int>(record.context_id.size()), record.context_id.data(),
                  LineLevelName(record.level), static_cast<int>(record.message.size()), record.message.data());
   }
@@ -43,6 +46,7 @@ class StderrSink final : public Sink {
 
 // Never destroyed: libraries log from their static destructors at exit, which may run after ours.
 StderrSink& TheStderrSink() {
+  // NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): writing to a sink changes it
   static auto* const sink = new StderrSink();
   return *sink;
 }
@@ -50,11 +54,14 @@ StderrSink& TheStderrSink() {
 // Guards the current sink and serialises writes to it, so that a sink needs no locking of its own and a sink
 // that SetSink replaced is no longer in use once SetSink returns. std::mutex is constant-initialised and has
 // nothing to release, so it is usable during static initialisation and destruction of other libraries.
+// NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): one lock for the process-wide sink
 std::mutex g_sink_mutex;
 // Null stands for the stderr sink; that keeps the variable constant-initialised.
+// NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): the one process-wide sink, under g_sink_mutex
 Sink* g_sink = nullptr;
 
 constexpr int kLevelNotRead = -1;
+// NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): the one process-wide default level
 std::atomic<int> g_default_level{kLevelNotRead};
 
 LoggingLevel LevelFromEnvironment() {
@@ -121,13 +128,14 @@ bool ParseLoggingLevel(zol::string_view text, LoggingLevel* level) {
       {"warn", LoggingLevel::kWarn},   {"warning", LoggingLevel::kWarn},    {"info", LoggingLevel::kInfo},
       {"debug", LoggingLevel::kDebug}, {"verbose", LoggingLevel::kVerbose},
   };
-  for (const Name& name : kNames) {
-    if (EqualsIgnoringCase(text, name.word)) {
-      *level = name.level;
-      return true;
-    }
+  const Name* const end = std::end(kNames);
+  const Name* const found =
+      std::find_if(std::begin(kNames), end, [text](const Name& name) { return EqualsIgnoringCase(text, name.word); });
+  if (found == end) {
+    return false;
   }
-  return false;
+  *level = found->level;
+  return true;
 }
 
 Sink::~Sink() = default;
@@ -168,6 +176,20 @@ Context& Context::operator=(const Context& other) {
   if (this != &other) {
     id_ = other.id_;
     description_ = other.description_;
+    own_level_.store(other.own_level_.load(std::memory_order_relaxed), std::memory_order_relaxed);
+  }
+  return *this;
+}
+
+Context::Context(Context&& other) noexcept
+    : id_(std::move(other.id_)),
+      description_(std::move(other.description_)),
+      own_level_(other.own_level_.load(std::memory_order_relaxed)) {}
+
+Context& Context::operator=(Context&& other) noexcept {
+  if (this != &other) {
+    id_ = std::move(other.id_);
+    description_ = std::move(other.description_);
     own_level_.store(other.own_level_.load(std::memory_order_relaxed), std::memory_order_relaxed);
   }
   return *this;

@@ -62,6 +62,7 @@ class NewDeleteResource final : public memory_resource {
 // Never destroyed: objects destroyed at exit may still give memory back to it.
 NewDeleteResource* TheNewDeleteResource() noexcept {
   alignas(NewDeleteResource) static unsigned char storage[sizeof(NewDeleteResource)];
+  // NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): allocating needs a non-const resource
   static auto* const instance = ::new (static_cast<void*>(storage)) NewDeleteResource();
   return instance;
 }

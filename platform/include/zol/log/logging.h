@@ -29,7 +29,7 @@ const char* ToString(LoggingLevel level);
 
 /// @brief One log line as handed to a sink. The views are valid only during Sink::Write.
 struct LogRecord {
-  LoggingLevel level;
+  LoggingLevel level{};
   zol::string_view context_id;
   zol::string_view message;
 };
@@ -40,6 +40,14 @@ class Sink {
   virtual ~Sink();
   /// @brief Takes one line; the record's views must not be kept beyond the call.
   virtual void Write(const LogRecord& record) = 0;
+
+ protected:
+  // Copying through the interface would slice the sink; each derived sink decides whether it can be copied.
+  Sink() = default;
+  Sink(const Sink&) = default;
+  Sink& operator=(const Sink&) = default;
+  Sink(Sink&&) = default;
+  Sink& operator=(Sink&&) = default;
 };
 
 /// @brief Installs @p sink for the whole process and returns the previous one.
@@ -75,12 +83,15 @@ class Context {
   Context(zol::string_view context_id, zol::string_view description);
   Context(const Context& other);
   Context& operator=(const Context& other);
+  /// @brief Takes over id, description and level; the moved-from context stays usable.
+  Context(Context&& other) noexcept;
+  Context& operator=(Context&& other) noexcept;
   ~Context();
 
   /// @brief The id shown on every line.
-  zol::string_view id() const { return zol::string_view(id_.data(), id_.size()); }
+  zol::string_view id() const { return {id_.data(), id_.size()}; }
   /// @brief What the context stands for.
-  zol::string_view description() const { return zol::string_view(description_.data(), description_.size()); }
+  zol::string_view description() const { return {description_.data(), description_.size()}; }
 
   /// @brief Gives the context a level of its own, which overrides the default level.
   void SetLevel(LoggingLevel level);

@@ -37,8 +37,8 @@ class PropagateConst {
   constexpr PropagateConst(U&& pointer)  // NOLINT(google-explicit-constructor): converts like the pointer would
       : pointer_(std::forward<U>(pointer)) {}
 
-  PropagateConst(PropagateConst&&) = default;
-  PropagateConst& operator=(PropagateConst&&) = default;
+  PropagateConst(PropagateConst&&) noexcept(std::is_nothrow_move_constructible<Pointer>::value) = default;
+  PropagateConst& operator=(PropagateConst&&) noexcept(std::is_nothrow_move_assignable<Pointer>::value) = default;
   PropagateConst(const PropagateConst&) = delete;
   PropagateConst& operator=(const PropagateConst&) = delete;
   ~PropagateConst() = default;

@@ -89,9 +89,6 @@ class span {
   constexpr span(const Container& container) noexcept  // NOLINT: implicit like std::span
       : data_(container.data()), size_(container.size()) {}
 
-  constexpr span(const span&) noexcept = default;
-  span& operator=(const span&) noexcept = default;
-
   /// First element (null for a default-constructed span).
   constexpr T* data() const noexcept { return data_; }
   /// Number of elements.

@@ -52,11 +52,11 @@ struct Invoker<void> {
 
 // A null function pointer makes an empty StaticFunction, as with std::function.
 template <typename F>
-constexpr bool IsNullCallable(const F&, std::false_type) noexcept {
+constexpr bool IsNullCallable(const F& /*f*/, std::false_type /*maybe_null*/) noexcept {
   return false;
 }
 template <typename F>
-constexpr bool IsNullCallable(const F& f, std::true_type) noexcept {
+constexpr bool IsNullCallable(const F& f, std::true_type /*maybe_null*/) noexcept {
   return f == nullptr;
 }
 
@@ -85,6 +85,7 @@ class StaticFunction<R(Args...), Capacity> {
   static constexpr std::size_t kCapacity = Capacity;
 
   /// An empty function.
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): storage_ is raw; a callable is built into it on demand
   StaticFunction() noexcept : ops_(nullptr) {}
 
   /// An empty function.
@@ -109,6 +110,7 @@ class StaticFunction<R(Args...), Capacity> {
   }
 
   /// Copies the other's callable.
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): storage_ is raw; a callable is built into it on demand
   StaticFunction(const StaticFunction& other) : ops_(nullptr) {
     if (other.ops_ != nullptr) {
       other.ops_->copy(storage_, other.storage_);
@@ -117,6 +119,7 @@ class StaticFunction<R(Args...), Capacity> {
   }
 
   /// Moves the other's callable over; @p other is empty afterwards.
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): storage_ is raw; a callable is built into it on demand
   StaticFunction(StaticFunction&& other) noexcept : ops_(nullptr) { TakeFrom(other); }
 
   ~StaticFunction() { Reset(); }

@@ -53,13 +53,16 @@ class AllocationDeleter {
 namespace detail {
 
 // The start of the complete object, which is what was allocated even when held through a base
-// that is not the first one. Only a polymorphic type can tell.
+// that is not the first one. Only a polymorphic type can tell. T may be const or volatile (a deleter of
+// unique_ptr<const T>); the storage underneath was allocated as plain bytes, so giving it back without them is sound.
 template <typename T>
 void* CompleteObject(T* p, std::true_type /*polymorphic*/) noexcept {
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): see above; the bytes were never const
   return const_cast<void*>(dynamic_cast<const volatile void*>(p));
 }
 template <typename T>
 void* CompleteObject(T* p, std::false_type /*polymorphic*/) noexcept {
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): see above; the bytes were never const
   return const_cast<void*>(static_cast<const volatile void*>(p));
 }
 
@@ -132,6 +135,8 @@ class StorageGuard {
       : resource_(resource), p_(p), size_(size), alignment_(alignment) {}
   StorageGuard(const StorageGuard&) = delete;
   StorageGuard& operator=(const StorageGuard&) = delete;
+  StorageGuard(StorageGuard&&) = delete;
+  StorageGuard& operator=(StorageGuard&&) = delete;
   ~StorageGuard() {
     if (p_ != nullptr) {
       resource_->deallocate(p_, size_, alignment_);

@@ -41,14 +41,10 @@ class polymorphic_allocator {
     }
   }
 
-  polymorphic_allocator(const polymorphic_allocator& other) noexcept = default;
-
   /// The same resource, for another value type (rebinding).
   template <typename U>
   polymorphic_allocator(const polymorphic_allocator<U>& other) noexcept  // NOLINT: implicit like std::pmr
       : resource_(other.resource()) {}
-
-  polymorphic_allocator& operator=(const polymorphic_allocator& other) noexcept = default;
 
   /// Storage for @p n objects of T, aligned for T. Throws std::bad_alloc when it cannot be had.
   T* allocate(std::size_t n) {

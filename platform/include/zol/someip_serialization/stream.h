@@ -96,8 +96,7 @@ struct WireFormat<T, typename std::enable_if<std::is_enum<T>::value>::type> {
 class OutputStream {
  public:
   /// Writes into @p buffer from its start; the buffer must outlive the stream.
-  explicit OutputStream(zol::memory::span<std::uint8_t> buffer) noexcept
-      : buffer_(buffer), size_(0), status_(Status::kOk) {}
+  explicit OutputStream(zol::memory::span<std::uint8_t> buffer) noexcept : buffer_(buffer) {}
 
   /// Appends @p value big-endian.
   /// @return kOk; kNotEnoughSpace when it does not fit, in which case nothing is written and the
@@ -132,16 +131,15 @@ class OutputStream {
 
  private:
   zol::memory::span<std::uint8_t> buffer_;
-  std::size_t size_;
-  Status status_;
+  std::size_t size_{0};
+  Status status_{Status::kOk};
 };
 
 /// Reads big-endian values from a caller-provided buffer.
 class InputStream {
  public:
   /// Reads from the start of @p buffer; the buffer must outlive the stream.
-  explicit InputStream(zol::memory::span<const std::uint8_t> buffer) noexcept
-      : buffer_(buffer), position_(0), status_(Status::kOk) {}
+  explicit InputStream(zol::memory::span<const std::uint8_t> buffer) noexcept : buffer_(buffer) {}
 
   /// Reads the next value into @p value.
   /// @return kOk; kNotEnoughData when too few bytes remain, in which case @p value and the position
@@ -177,8 +175,8 @@ class InputStream {
 
  private:
   zol::memory::span<const std::uint8_t> buffer_;
-  std::size_t position_;
-  Status status_;
+  std::size_t position_{0};
+  Status status_{Status::kOk};
 };
 
 }  // namespace someip_serialization
