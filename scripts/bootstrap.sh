@@ -2,8 +2,9 @@
 # Installs the Debian packages the build needs, and only those that are missing.
 set -euo pipefail
 
+# libcli11-dev: the fsrl commands' option parser.
 # python3-canmatrix: the DBC tool that proves autogen/signal_adapters/fsrl.dbc in the tests.
-packages=(cmake ninja-build g++ make libgtest-dev libgmock-dev libbenchmark-dev python3 python3-canmatrix)
+packages=(cmake ninja-build g++ make libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev python3 python3-canmatrix)
 
 missing=()
 for package in "${packages[@]}"; do

@@ -5,7 +5,6 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -13,6 +12,7 @@
 #include "device_activator/device_activator.h"
 #include "frontsideradarlefthal.h"
 #include "frontsideradarlefthal_types.h"
+#include "fsrl/hal_log_sink.h"
 #include "fsrl/json_writer.h"
 #include "initialfrontsideradarlefthal_e2e_database.h"
 #include "zol/afw/core/error_code.h"
@@ -37,31 +37,6 @@ constexpr std::uint64_t kFramesPerDrain = 256;
 // A progress line appears only once a replay has taken this long, and is rewritten at most this often.
 constexpr std::chrono::milliseconds kProgressDelay{1000};
 constexpr std::chrono::milliseconds kProgressInterval{250};
-
-// Keeps the HAL's log lines off the error stream unless asked for. The signal service's thread may log too,
-// hence the lock.
-class HalLogSink : public zol::log::Sink {
- public:
-  HalLogSink(std::FILE* err, bool forward) : err_(err), forward_(forward) {}
-  void Write(const zol::log::LogRecord& record) override {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    ++count_;
-    if (forward_ && err_ != nullptr) {
-      std::fprintf(err_, "[%.*s] %s: %.*s\n", static_cast<int>(record.context_id.size()), record.context_id.data(),
-                   zol::log::ToString(record.level), static_cast<int>(record.message.size()), record.message.data());
-    }
-  }
-  std::uint64_t count() const {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    return count_;
-  }
-
- private:
-  std::FILE* err_;
-  bool forward_;
-  mutable std::mutex mutex_;
-  std::uint64_t count_ = 0;
-};
 
 // Enumerator names as the data model spells them; nullptr for a value without enumerator, which is then written
 // as its integer so that nothing is lost.
