@@ -20,7 +20,7 @@
 #include "fsrl_cli.h"
 #include "initialfrontsideradarlefthal_e2e_database.h"
 #include "json_test_parser.h"
-#include "temp_dir.h"
+#include "tool_test_support.h"
 #include "zol/afw/core/signal_property_status.h"
 #include "zol/e2e/signal_codec.h"
 #include "zol/signalcomm/service.h"
@@ -31,34 +31,9 @@ using fsrl_test::JsonValue;
 using ::testing::HasSubstr;
 using zol::afw::core::SignalPropertyStatusCode;
 
-struct CommandRun {
-  int exit_code = -1;
-  std::string out;
-  std::string err;
-};
-
-CommandRun RunCommand(int (*command)(const std::vector<std::string>&, std::FILE*, std::FILE*),
-                      const std::vector<std::string>& args) {
-  CommandRun run;
-  std::FILE* out = std::tmpfile();
-  std::FILE* err = std::tmpfile();
-  run.exit_code = command(args, out, err);
-  run.out = fsrl_test::ReadAll(out);
-  run.err = fsrl_test::ReadAll(err);
-  std::fclose(out);
-  std::fclose(err);
-  return run;
-}
-
-std::string ReadFile(const std::string& path) {
-  std::FILE* file = std::fopen(path.c_str(), "rb");
-  if (file == nullptr) {
-    return {};
-  }
-  std::string text = fsrl_test::ReadAll(file);
-  std::fclose(file);
-  return text;
-}
+using fsrl_test::CommandRun;
+using fsrl_test::ReadFile;
+using fsrl_test::RunCommand;
 
 // A signal of a frame's payload as the decoder sees it.
 SignalAdapter_SignalValue Signal(const fsrl::CanFrame& frame, std::size_t group, const std::string& suffix) {

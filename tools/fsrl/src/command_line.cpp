@@ -89,7 +89,22 @@ void CommandLine::CommandArguments(std::vector<std::string>& values) {
   command_args_ = &values;
 }
 
+std::string CommandLine::MissingValue(const std::string& name) const {
+  const CLI::Option* option = app_.get_option_no_throw(name);
+  const std::string value_name = option != nullptr ? option->get_type_name() : "value";
+  return name + ": needs a value (" + value_name + ")";
+}
+
 std::optional<int> CommandLine::Parse(const std::vector<std::string>& args, std::FILE* out, std::FILE* err) {
+  // The parser would take "--out= LOG" as "--out LOG", and then write over the log: an empty value is refused.
+  for (const std::string& arg : args) {
+    if (arg == "--" || (command_args_ != nullptr && (arg.empty() || arg[0] != '-'))) {
+      break;
+    }
+    if (arg.size() > 3 && arg.compare(0, 2, "--") == 0 && arg.back() == '=' && arg.find('=') == arg.size() - 1) {
+      return UsageError(err, MissingValue(arg.substr(0, arg.size() - 1)));
+    }
+  }
   // The parser takes the arguments last first.
   std::vector<std::string> reversed(args.rbegin(), args.rend());
   try {
@@ -102,10 +117,7 @@ std::optional<int> CommandLine::Parse(const std::vector<std::string>& args, std:
   } catch (const CLI::ArgumentMismatch& error) {
     // The parser says "--name: 1 required TYPE missing"; the name is what matters.
     const std::string what = error.what();
-    const std::string name = what.substr(0, what.find(':'));
-    const CLI::Option* option = app_.get_option_no_throw(name);
-    const std::string value_name = option != nullptr ? option->get_type_name() : "value";
-    return UsageError(err, name + ": needs a value (" + value_name + ")");
+    return UsageError(err, MissingValue(what.substr(0, what.find(':'))));
   } catch (const CLI::ParseError& error) {
     return UsageError(err, error.what());
   }

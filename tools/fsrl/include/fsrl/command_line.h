@@ -67,6 +67,8 @@ class CommandLine {
   bool Given(const std::string& name) const;
 
  private:
+  std::string MissingValue(const std::string& name) const;
+
   std::string program_;
   std::string usage_;
   std::string about_;
