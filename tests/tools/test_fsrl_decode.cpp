@@ -420,4 +420,32 @@ TEST_F(FsrlCommandLine, UnknownCommandsAndOptionsAreUsageErrors) {
   EXPECT_EQ(Run({"help", "encode"}), fsrl::kExitUsage);
 }
 
+TEST_F(FsrlCommandLine, VersionIsTheProjectsVersion) {
+  EXPECT_EQ(Run({"--version"}), fsrl::kExitOk);
+  EXPECT_EQ(out_, std::string("fsrl ") + FSRL_EXPECTED_VERSION + "\n");
+  EXPECT_EQ(err_, "");
+}
+
+TEST_F(FsrlCommandLine, EveryCommandAcceptsHelpShortAndLongAndRejectsAnUnknownOption) {
+  for (const char* command : {"decode", "replay", "simulate", "plot", "demo"}) {
+    EXPECT_EQ(Run({command, "-h"}), fsrl::kExitOk) << command;
+    const std::string short_help = out_;
+    EXPECT_THAT(short_help, HasSubstr(std::string("Usage: fsrl ") + command)) << command;
+    EXPECT_THAT(short_help, HasSubstr("  -h, --help")) << command;
+    EXPECT_EQ(Run({command, "--help"}), fsrl::kExitOk) << command;
+    EXPECT_EQ(out_, short_help) << command;
+    EXPECT_EQ(Run({command, "--no-such-option"}), fsrl::kExitUsage) << command;
+    EXPECT_EQ(err_, std::string("fsrl ") + command + ": unknown option '--no-such-option'\nTry 'fsrl " + command +
+                        " --help' for more information.\n");
+  }
+}
+
+TEST_F(FsrlDecode, OptionValuesMayBeJoinedWithAnEqualsSign) {
+  const std::string map = WriteLog("moved.map", "RSDS4SigSts1,123\n");
+  const DecodeRun run = Decode({"--frame-map=" + map, WriteLog("empty.log", "")});
+  EXPECT_EQ(run.exit_code, fsrl::kExitOk) << run.err;
+  const DecodeRun bad = Decode({"--frame-map=" + dir_.path() + "/absent.map", WriteLog("empty2.log", "")});
+  EXPECT_EQ(bad.exit_code, fsrl::kExitUsage) << "the joined value is the map that is read";
+}
+
 }  // namespace

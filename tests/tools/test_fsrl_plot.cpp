@@ -369,6 +369,9 @@ TEST_F(FsrlPlot, IndexPicksTheKthScanOfTheFile) {
   const std::string svg = dir_.path() + "/k.svg";
   ASSERT_EQ(Plot({jsonl, "-o", svg, "--index", "4"}).exit_code, fsrl::kExitOk);
   EXPECT_EQ(Marks(ParsedSvg(svg)).size(), simulation_.scans[4].populated);
+  const std::string joined = dir_.path() + "/joined.svg";
+  ASSERT_EQ(Plot({jsonl, "--output=" + joined, "--index=4"}).exit_code, fsrl::kExitOk);
+  EXPECT_EQ(ReadFile(joined), ReadFile(svg)) << "--opt=value means --opt value";
 }
 
 TEST_F(FsrlPlot, MarksLieWhereTheMountingPutsThemInVehicleCoordinates) {

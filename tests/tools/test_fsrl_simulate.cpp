@@ -437,6 +437,18 @@ TEST_F(FsrlSimulate, MissingOrBadOptionsAreUsageErrors) {
   EXPECT_THAT(help.out, HasSubstr("silence:SCAN:MS"));
 }
 
+TEST_F(FsrlSimulate, JoinedAndSeparateOptionValuesWriteTheSameLog) {
+  ASSERT_EQ(RunCommand(&fsrl::RunSimulate, {"--scans", "3", "--out", Path("a.log"), "--seed", "9"}).exit_code,
+            fsrl::kExitOk);
+  ASSERT_EQ(RunCommand(&fsrl::RunSimulate, {"--scans=3", "--out=" + Path("b.log"), "--seed=9"}).exit_code,
+            fsrl::kExitOk);
+  EXPECT_FALSE(ReadFile(Path("a.log")).empty());
+  EXPECT_EQ(ReadFile(Path("a.log")), ReadFile(Path("b.log")));
+  const CommandRun range = RunCommand(&fsrl::RunSimulate, {"--scans=3", "--out=x", "--period-ms=5"});
+  EXPECT_EQ(range.exit_code, fsrl::kExitUsage);
+  EXPECT_THAT(range.err, HasSubstr("fsrl simulate: --period-ms: 5 is not in 6..60000"));
+}
+
 TEST_F(FsrlSimulate, UnwritableLogIsAFailure) {
   const CommandRun run = RunCommand(&fsrl::RunSimulate, {"--scans", "2", "--out", Path("no/such/dir/x.log")});
   EXPECT_EQ(run.exit_code, fsrl::kExitFailure);
