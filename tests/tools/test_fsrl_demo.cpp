@@ -64,6 +64,9 @@ TEST_F(FsrlDemo, SummarisesWhatEachFaultCostAndWritesItsThreeFiles) {
   EXPECT_GT(demo["lost_communication_periods_ms"].items[0]["until"].number(),
             demo["lost_communication_periods_ms"].items[0]["from"].number());
   EXPECT_EQ(summary["replay"]["detection_scans"].text, "55");
+  // What the replay reports is written once, by the replay, under "replay".
+  EXPECT_EQ(summary["replay"]["process_fsrl_input_us"]["p50"].kind, JsonValue::Kind::kNumber);
+  EXPECT_EQ(demo.Find("process_fsrl_input_us"), nullptr);
 
   // scans.jsonl is the replay's output: one line per notification.
   const std::string jsonl = ReadFile(out_dir + "/scans.jsonl");
