@@ -62,4 +62,30 @@ TEST(Progress, AnEnabledLineIsRewrittenInPlaceAndClearedAtTheEnd) {
   EXPECT_EQ(run.err, "\rlong text\rshort    \r         \r");
 }
 
+TEST(Progress, ATickerShowsTheElapsedSecondsOfAStepThatCannotReportItselfAndClearsAfter) {
+  const fsrl_test::CommandRun run = fsrl_test::RunWithStreams([](std::FILE*, std::FILE* err) {
+    fsrl::ProgressLine line(err, true);
+    {
+      const fsrl::ProgressTicker ticker(line, "fsrl example: working");
+      std::this_thread::sleep_for(fsrl::ProgressLine::kDelay + 2 * fsrl::ProgressLine::kInterval);
+    }
+    std::fputs("after\n", err);
+    return 0;
+  });
+  EXPECT_EQ(run.err.rfind("\rfsrl example: working (1 s)", 0), 0U) << run.err;
+  const std::size_t cleared = run.err.rfind('\r');
+  ASSERT_NE(cleared, std::string::npos);
+  EXPECT_EQ(run.err.substr(cleared), "\rafter\n") << "the line is gone before anything else is written";
+}
+
+TEST(Progress, ATickerOnADisabledLineWritesNothing) {
+  const fsrl_test::CommandRun run = fsrl_test::RunWithStreams([](std::FILE*, std::FILE* err) {
+    fsrl::ProgressLine line(err, false);
+    const fsrl::ProgressTicker ticker(line, "fsrl example: working");
+    std::this_thread::sleep_for(fsrl::ProgressLine::kDelay + fsrl::ProgressLine::kInterval);
+    return 0;
+  });
+  EXPECT_EQ(run.err, "");
+}
+
 }  // namespace

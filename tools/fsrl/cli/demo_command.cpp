@@ -257,7 +257,14 @@ int RunDemo(const std::vector<std::string>& args, std::FILE* out, std::FILE* err
   options.scans = command_line.scans;
   options.seed = command_line.seed;
   options.faults = DemoFaults(command_line.scans);
-  const Simulation simulation = Simulate(options);
+  // The replay shows its own progress by the same rule; the simulation before it cannot, so it is ticked.
+  const bool show_progress = ProgressWanted(err, out, true);
+  ProgressLine progress(err, show_progress);
+  Simulation simulation;
+  {
+    const ProgressTicker ticker(progress, "fsrl demo: simulating " + std::to_string(options.scans) + " scans");
+    simulation = Simulate(options);
+  }
 
   std::error_code dir_error;
   std::filesystem::create_directories(command_line.out_dir, dir_error);
@@ -277,7 +284,7 @@ int RunDemo(const std::vector<std::string>& args, std::FILE* out, std::FILE* err
   ReplayOptions replay_options;
   replay_options.cycle_ns = options.period_ns;
   // The replay's lines go to a file and the summary comes after the progress line is gone.
-  replay_options.progress = ProgressWanted(err, out, true);
+  replay_options.progress = show_progress;
   ReplaySummary summary;
   const int replayed = Replay(simulation.frames, replay_options, jsonl, err, &summary);
   // The file is read back for the picture, so the picture shows exactly what was written.

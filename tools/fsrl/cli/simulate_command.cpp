@@ -107,7 +107,11 @@ int RunSimulate(const std::vector<std::string>& args, std::FILE* out, std::FILE*
 
   const bool to_stdout = out_path == "-";
   ProgressLine progress(err, ProgressWanted(err, out, !to_stdout));
-  const Simulation simulation = Simulate(options);
+  Simulation simulation;
+  {
+    const ProgressTicker ticker(progress, "fsrl simulate: simulating " + std::to_string(options.scans) + " scans");
+    simulation = Simulate(options);
+  }
   OutputFile log;
   if (!log.Open(out_path, out)) {
     std::fprintf(err, "fsrl simulate: cannot open '%s': %s\n", out_path.c_str(), std::strerror(log.error()));

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace fsrl {
 
@@ -46,6 +47,37 @@ void ProgressLine::Clear() {
     std::fprintf(err_, "\r%*s\r", width_, "");
     std::fflush(err_);
     width_ = 0;
+  }
+}
+
+ProgressTicker::ProgressTicker(ProgressLine& line, std::string text)
+    : line_(line), text_(std::move(text)), start_(std::chrono::steady_clock::now()) {
+  // A disabled line needs no thread: it would never write.
+  if (line_.enabled_) {
+    thread_ = std::thread([this] { Run(); });
+  }
+}
+
+ProgressTicker::~ProgressTicker() {
+  if (thread_.joinable()) {
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      stop_ = true;
+    }
+    stop_requested_.notify_one();
+    thread_.join();
+  }
+  line_.Clear();
+}
+
+void ProgressTicker::Run() {
+  std::unique_lock<std::mutex> lock(mutex_);
+  while (!stop_requested_.wait_for(lock, ProgressLine::kInterval, [this] { return stop_; })) {
+    if (line_.Due()) {
+      const auto seconds =
+          std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - start_).count();
+      line_.Show(text_ + " (" + std::to_string(seconds) + " s)");
+    }
   }
 }
 

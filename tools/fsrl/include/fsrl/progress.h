@@ -4,8 +4,11 @@
 #define FSRL_PROGRESS_H
 
 #include <chrono>
+#include <condition_variable>
 #include <cstdio>
+#include <mutex>
 #include <string>
+#include <thread>
 
 namespace fsrl {
 
@@ -39,10 +42,34 @@ class ProgressLine {
   void Clear();
 
  private:
+  friend class ProgressTicker;
+
   std::FILE* err_;
   bool enabled_;
   std::chrono::steady_clock::time_point next_;
   int width_ = 0;
+};
+
+/// @brief For a step that cannot report how far it got (one long library call): while it lives, a thread shows
+/// "TEXT (N s)" on @p line by the same rule (nothing in the first ProgressLine::kDelay, then every kInterval), and
+/// clears it when destroyed. The line must not be used by anyone else meanwhile.
+class ProgressTicker {
+ public:
+  ProgressTicker(ProgressLine& line, std::string text);
+  ~ProgressTicker();
+  ProgressTicker(const ProgressTicker&) = delete;
+  ProgressTicker& operator=(const ProgressTicker&) = delete;
+
+ private:
+  void Run();
+
+  ProgressLine& line_;
+  std::string text_;
+  std::chrono::steady_clock::time_point start_;
+  std::mutex mutex_;
+  std::condition_variable stop_requested_;
+  bool stop_ = false;
+  std::thread thread_;
 };
 
 }  // namespace fsrl
