@@ -10,12 +10,12 @@
 #include <string>
 #include <vector>
 
-#include "fsrl/command_line.h"
+#include "fsrl/exit_status.h"
 #include "fsrl/frame_map.h"
 
 namespace fsrl {
 
-// The exit statuses of every command (kExitOk, kExitFailure, kExitUsage) come with fsrl/command_line.h.
+// The exit statuses of every command (kExitOk, kExitFailure, kExitUsage) are in fsrl/exit_status.h.
 
 /// @brief Runs `fsrl` with @p args (the arguments after the program name), writing to @p out and @p err.
 int RunFsrl(const std::vector<std::string>& args, std::FILE* out, std::FILE* err);

@@ -60,7 +60,7 @@ int RunPlot(const std::vector<std::string>& args, std::FILE* out, std::FILE* err
   command_line.Arguments("SCANS.jsonl", inputs);
   command_line.Text("-o,--output", output, "FILE", "where to write the SVG (required; '-' for standard output)");
   command_line.Number("--scan", scan_id, 0, 255, "ID",
-                      "draw only the scan with this scan id (the first one if it recurs)");
+                      "draw only the scan with this scan id (0..255; the first one if it recurs)");
   command_line.Number("--index", index, 0, 999999999, "K",
                       "draw only the K-th detection scan of the file (0 for the first)");
   if (const std::optional<int> done = command_line.Parse(args, out, err)) {

@@ -126,9 +126,10 @@ int RunReplay(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
   LogInputOptions input_options;
   HalLogOptions hal_options;
   command_line.Number("--cycle-ms", cycle_ms, 1, kMaxMilliseconds, "N",
-                      "cycle period in whole milliseconds (default 50)");
+                      "cycle period in whole milliseconds, 1 to 86400000 (default 50)");
   command_line.Number("--alive-timeout-ms", alive_timeout_ms, 1, kMaxMilliseconds, "N",
-                      "alive timeout of the radar in whole milliseconds (default 200)");
+                      "alive timeout of the radar in whole milliseconds, 1 to 86400000\n"
+                      "(default 200)");
   input_options.AddTo(command_line);
   command_line.Text("--out", out_path, "FILE", "write the JSON lines to FILE instead of standard output");
   command_line.Text("--summary-json", summary_path, "FILE",

@@ -56,7 +56,7 @@ int RunSimulate(const std::vector<std::string>& args, std::FILE* out, std::FILE*
   std::uint64_t start_counter = 0;
   std::string out_path;
   std::vector<std::string> fault_texts;
-  command_line.Number("--scans", scans, 1, 10000000, "N", "number of scans to simulate (required)");
+  command_line.Number("--scans", scans, 1, 10000000, "N", "number of scans to simulate (required, 1..10000000)");
   command_line.Text("--out", out_path, "LOG", "where to write the log (required; '-' for standard output)");
   command_line.Number("--seed", seed, 0, UINT64_MAX, "S",
                       "selects the scene's variation and the measurement noise (default 1)");

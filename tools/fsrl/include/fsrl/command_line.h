@@ -12,14 +12,10 @@
 
 #include <CLI/CLI.hpp>
 
+#include "fsrl/exit_status.h"
 #include "fsrl/frame_map.h"
 
 namespace fsrl {
-
-/// Exit statuses of every command.
-constexpr int kExitOk = 0;
-constexpr int kExitFailure = 1;  ///< the environment failed: a file cannot be opened or written, set-up failed
-constexpr int kExitUsage = 2;    ///< bad command line or, where the command says so, bad input
 
 /// @brief One command's command line. Adding an option is one call; the help text lists the options as declared.
 ///
