@@ -2,10 +2,11 @@
 # Installs the Debian packages the build needs, and only those that are missing.
 set -euo pipefail
 
-# python3-canmatrix: the DBC tool that proves autogen/signal_adapters/fsrl.dbc in the tests.
-# zlib1g-dev: the fsrl tool reads BLF logs; python3-can and can-utils: the tests write their recordings with them.
-packages=(cmake ninja-build g++ make libgtest-dev libgmock-dev libbenchmark-dev python3 python3-canmatrix zlib1g-dev
-  python3-can can-utils)
+# libcli11-dev: the fsrl commands' option parser; zlib1g-dev: the fsrl tool reads BLF logs.
+# python3-canmatrix: the DBC tool that proves autogen/signal_adapters/fsrl.dbc in the tests; python3-can and
+# can-utils: the tests write their recordings with them.
+packages=(cmake ninja-build g++ make libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev python3 python3-canmatrix
+  zlib1g-dev python3-can can-utils)
 
 missing=()
 for package in "${packages[@]}"; do

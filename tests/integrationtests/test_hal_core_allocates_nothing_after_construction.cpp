@@ -19,10 +19,12 @@
 
 #include <gtest/gtest.h>
 
+#include "allocation_window.h"
 #include "detection_group_records.h"
 #include "device_activator/device_activator.h"
 #include "frontsideradarlefthal.h"
 #include "frontsideradarlefthal_types.h"
+#include "hal_test_platform.h"
 #include "initialfrontsideradarlefthal_e2e_database.h"
 #include "initialfrontsideradarlefthal_signal_groups.h"
 #include "radarScanDataManager.h"
@@ -127,38 +129,11 @@ class CountingSink final : public zol::log::Sink {
   std::size_t lines_ = 0;
 };
 
-// What was allocated between construction and Take().
-class AllocationWindow {
+// Allocations outside the default memory resource are counted by this file's operator new, on this thread.
+class AllocationWindow : public fsrl_test::AllocationWindow {
  public:
   explicit AllocationWindow(const zol::pmr::CountingResource& resource)
-      : resource_(resource),
-        allocations_(resource.allocation_count()),
-        deallocations_(resource.deallocation_count()),
-        bytes_(resource.bytes_allocated()),
-        outstanding_(resource.outstanding_allocations()),
-        around_(t_allocations_around_the_resource) {}
-
-  struct Counts {
-    std::size_t allocations;          // at the default memory resource
-    std::size_t deallocations;        // at the default memory resource
-    std::size_t bytes;                // allocated at the default memory resource
-    std::size_t outstanding_change;   // at the default memory resource
-    std::size_t around_the_resource;  // operator new calls on this thread outside the default memory resource
-  };
-
-  Counts Take() const {
-    return Counts{resource_.allocation_count() - allocations_, resource_.deallocation_count() - deallocations_,
-                  resource_.bytes_allocated() - bytes_, resource_.outstanding_allocations() - outstanding_,
-                  t_allocations_around_the_resource - around_};
-  }
-
- private:
-  const zol::pmr::CountingResource& resource_;
-  std::size_t allocations_;
-  std::size_t deallocations_;
-  std::size_t bytes_;
-  std::size_t outstanding_;
-  std::size_t around_;
+      : fsrl_test::AllocationWindow(resource, &t_allocations_around_the_resource) {}
 };
 
 // The reads of a whole cycle: both status groups, then the 40 detection groups.
@@ -186,13 +161,8 @@ constexpr std::size_t kSubscriberListCopyBytes = sizeof(std::shared_ptr<void>);
 class CoreAllocations : public ::testing::Test {
  protected:
   CoreAllocations() {
-    zol::afw::core::Transaction::ResetForTesting();
-    zol::signalcomm::Service::Instance().Reset();
-    zol::signalcomm::Service::Instance().DefineSignalGroups(initialfrontsideradarlefthal_signal_groups,
-                                                            initialfrontsideradarlefthal_signal_group_count);
-    device_activator::DeviceActivationService::Instance().Reset();
+    fsrl_test::ResetPlatformForHal(executable_);
     device_activator::DeviceActivationService::Instance().SetAliveTimeout(std::chrono::milliseconds(200));
-    executable_.execution_context()->dispatch_queue().SetStepMode(true);
 
     auto created = FrontSideRadarLeftHal::Create(&executable_, "NoInstanceId");
     EXPECT_TRUE(created.ok());

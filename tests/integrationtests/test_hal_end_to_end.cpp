@@ -15,6 +15,7 @@
 #include "converters.h"
 #include "device_activator/device_activator.h"
 #include "frontsideradarlefthal.h"
+#include "hal_test_platform.h"
 #include "initialfrontsideradarlefthal_e2e_database.h"
 #include "radar_frames.h"
 #include "zol/afw/core/error_code.h"
@@ -136,12 +137,7 @@ void ExpectStatusAsEncoded(const RadarStatus& status, const SensorScan& scan) {
 class HalEndToEnd : public ::testing::Test {
  protected:
   HalEndToEnd() {
-    zol::afw::core::Transaction::ResetForTesting();
-    zol::signalcomm::Service::Instance().Reset();
-    zol::signalcomm::Service::Instance().DefineSignalGroups(initialfrontsideradarlefthal_signal_groups,
-                                                            initialfrontsideradarlefthal_signal_group_count);
-    device_activator::DeviceActivationService::Instance().Reset();
-    executable_.execution_context()->dispatch_queue().SetStepMode(true);
+    fsrl_test::ResetPlatformForHal(executable_);
 
     auto created = FrontSideRadarLeftHal::Create(&executable_, "NoInstanceId");
     EXPECT_TRUE(created.ok());

@@ -8,8 +8,10 @@
 
 #include <gtest/gtest.h>
 
+#include "allocation_window.h"
 #include "device_activator/device_activator.h"
 #include "frontsideradarlefthal.h"
+#include "hal_test_platform.h"
 #include "initialfrontsideradarlefthal_e2e_database.h"
 #include "radar_frames.h"
 #include "zol/afw/core/contextual_object.h"
@@ -44,45 +46,12 @@ std::size_t ValueBufferBytesPerCycle() {
   return bytes;
 }
 
-// Allocations and deallocations at the counting resource between construction and the call of Take().
-class AllocationWindow {
- public:
-  explicit AllocationWindow(const zol::pmr::CountingResource& resource)
-      : resource_(resource),
-        allocations_(resource.allocation_count()),
-        deallocations_(resource.deallocation_count()),
-        bytes_(resource.bytes_allocated()),
-        outstanding_(resource.outstanding_allocations()) {}
-
-  struct Counts {
-    std::size_t allocations;
-    std::size_t deallocations;
-    std::size_t bytes;
-    std::size_t outstanding_change;
-  };
-
-  Counts Take() const {
-    return Counts{resource_.allocation_count() - allocations_, resource_.deallocation_count() - deallocations_,
-                  resource_.bytes_allocated() - bytes_, resource_.outstanding_allocations() - outstanding_};
-  }
-
- private:
-  const zol::pmr::CountingResource& resource_;
-  std::size_t allocations_;
-  std::size_t deallocations_;
-  std::size_t bytes_;
-  std::size_t outstanding_;
-};
+using fsrl_test::AllocationWindow;
 
 class SteadyStateAllocations : public ::testing::Test {
  protected:
   SteadyStateAllocations() {
-    zol::afw::core::Transaction::ResetForTesting();
-    zol::signalcomm::Service::Instance().Reset();
-    zol::signalcomm::Service::Instance().DefineSignalGroups(initialfrontsideradarlefthal_signal_groups,
-                                                            initialfrontsideradarlefthal_signal_group_count);
-    device_activator::DeviceActivationService::Instance().Reset();
-    executable_.execution_context()->dispatch_queue().SetStepMode(true);
+    fsrl_test::ResetPlatformForHal(executable_);
 
     auto created = FrontSideRadarLeftHal::Create(&executable_, "NoInstanceId");
     EXPECT_TRUE(created.ok());

@@ -16,7 +16,7 @@
 #include "fsrl_cli.h"
 #include "initialfrontsideradarlefthal_e2e_database.h"
 #include "json_test_parser.h"
-#include "temp_dir.h"
+#include "tool_test_support.h"
 #include "zol/afw/core/signal_property_status.h"
 #include "zol/e2e/crc.h"
 #include "zol/signalcomm/service.h"
@@ -62,10 +62,7 @@ std::string FrameLine(std::int64_t t_ns, std::size_t group, std::vector<std::uin
   return fsrl::FormatCandumpLine(t_ns, "can0", id, payload.data(), payload.size(), fd);
 }
 
-struct DecodeRun {
-  int exit_code = -1;
-  std::string out;
-  std::string err;
+struct DecodeRun : fsrl_test::CommandRun {
   fsrl::DecodeStats stats;
   std::vector<JsonValue> records;  // one per output line
 };
@@ -80,25 +77,10 @@ class FsrlDecode : public ::testing::Test {
   // Runs the command; with @p json_output every output line must be one JSON object.
   DecodeRun Decode(const std::vector<std::string>& args, bool json_output = true) {
     DecodeRun run;
-    std::FILE* out = std::tmpfile();
-    std::FILE* err = std::tmpfile();
-    run.exit_code = fsrl::RunDecode(args, out, err, &run.stats);
-    run.out = fsrl_test::ReadAll(out);
-    run.err = fsrl_test::ReadAll(err);
-    std::fclose(out);
-    std::fclose(err);
-    std::size_t start = 0;
-    while (json_output && start < run.out.size()) {
-      std::size_t end = run.out.find('\n', start);
-      EXPECT_NE(end, std::string::npos) << "every output line ends with a line feed";
-      if (end == std::string::npos) {
-        end = run.out.size();
-      }
-      JsonValue value;
-      EXPECT_TRUE(fsrl_test::JsonParser::Parse(run.out.substr(start, end - start), value))
-          << run.out.substr(start, end - start);
-      run.records.push_back(value);
-      start = end + 1;
+    static_cast<fsrl_test::CommandRun&>(run) = fsrl_test::RunWithStreams(
+        [&](std::FILE* out, std::FILE* err) { return fsrl::RunDecode(args, out, err, &run.stats); });
+    if (json_output) {
+      run.records = fsrl_test::ParseJsonLines(run.out);
     }
     return run;
   }
@@ -384,7 +366,7 @@ TEST_F(FsrlDecode, UsageErrorsExitWithStatusTwo) {
   EXPECT_THAT(two.err, HasSubstr("more than one LOG argument"));
   const DecodeRun no_map = Decode({"a.log", "--frame-map"});
   EXPECT_EQ(no_map.exit_code, fsrl::kExitUsage);
-  EXPECT_THAT(no_map.err, HasSubstr("'--frame-map' needs a FILE"));
+  EXPECT_THAT(no_map.err, HasSubstr("--frame-map: needs a value (FILE)"));
 }
 
 TEST_F(FsrlDecode, HelpExplainsTheOutputAndEveryOption) {
@@ -407,14 +389,10 @@ class FsrlCommandLine : public ::testing::Test {
   void SetUp() override { zol::signalcomm::Service::Instance().Reset(); }
 
   int Run(const std::vector<std::string>& args) {
-    std::FILE* out = std::tmpfile();
-    std::FILE* err = std::tmpfile();
-    const int code = fsrl::RunFsrl(args, out, err);
-    out_ = fsrl_test::ReadAll(out);
-    err_ = fsrl_test::ReadAll(err);
-    std::fclose(out);
-    std::fclose(err);
-    return code;
+    const fsrl_test::CommandRun run = fsrl_test::RunCommand(&fsrl::RunFsrl, args);
+    out_ = run.out;
+    err_ = run.err;
+    return run.exit_code;
   }
 
   std::string out_;
@@ -440,6 +418,34 @@ TEST_F(FsrlCommandLine, UnknownCommandsAndOptionsAreUsageErrors) {
   EXPECT_EQ(Run({}), fsrl::kExitUsage);
   EXPECT_THAT(err_, HasSubstr("missing command"));
   EXPECT_EQ(Run({"help", "encode"}), fsrl::kExitUsage);
+}
+
+TEST_F(FsrlCommandLine, VersionIsTheProjectsVersion) {
+  EXPECT_EQ(Run({"--version"}), fsrl::kExitOk);
+  EXPECT_EQ(out_, std::string("fsrl ") + FSRL_EXPECTED_VERSION + "\n");
+  EXPECT_EQ(err_, "");
+}
+
+TEST_F(FsrlCommandLine, EveryCommandAcceptsHelpShortAndLongAndRejectsAnUnknownOption) {
+  for (const char* command : {"decode", "replay", "simulate", "plot", "demo"}) {
+    EXPECT_EQ(Run({command, "-h"}), fsrl::kExitOk) << command;
+    const std::string short_help = out_;
+    EXPECT_THAT(short_help, HasSubstr(std::string("Usage: fsrl ") + command)) << command;
+    EXPECT_THAT(short_help, HasSubstr("  -h, --help")) << command;
+    EXPECT_EQ(Run({command, "--help"}), fsrl::kExitOk) << command;
+    EXPECT_EQ(out_, short_help) << command;
+    EXPECT_EQ(Run({command, "--no-such-option"}), fsrl::kExitUsage) << command;
+    EXPECT_EQ(err_, std::string("fsrl ") + command + ": unknown option '--no-such-option'\nTry 'fsrl " + command +
+                        " --help' for more information.\n");
+  }
+}
+
+TEST_F(FsrlDecode, OptionValuesMayBeJoinedWithAnEqualsSign) {
+  const std::string map = WriteLog("moved.map", "RSDS4SigSts1,123\n");
+  const DecodeRun run = Decode({"--frame-map=" + map, WriteLog("empty.log", "")});
+  EXPECT_EQ(run.exit_code, fsrl::kExitOk) << run.err;
+  const DecodeRun bad = Decode({"--frame-map=" + dir_.path() + "/absent.map", WriteLog("empty2.log", "")});
+  EXPECT_EQ(bad.exit_code, fsrl::kExitUsage) << "the joined value is the map that is read";
 }
 
 }  // namespace

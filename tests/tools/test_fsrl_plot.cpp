@@ -15,7 +15,7 @@
 #include "fsrl/simulator.h"
 #include "fsrl_cli.h"
 #include "json_test_parser.h"
-#include "temp_dir.h"
+#include "tool_test_support.h"
 
 namespace {
 
@@ -274,33 +274,10 @@ TEST(XmlReader, AcceptsWellFormedAndRejectsBrokenDocuments) {
 
 // ---------------------------------------------------------------------------------------------------------------
 
-struct CommandRun {
-  int exit_code = -1;
-  std::string out;
-  std::string err;
-};
+using fsrl_test::CommandRun;
+using fsrl_test::ReadFile;
 
-CommandRun Plot(const std::vector<std::string>& args) {
-  CommandRun run;
-  std::FILE* out = std::tmpfile();
-  std::FILE* err = std::tmpfile();
-  run.exit_code = fsrl::RunPlot(args, out, err);
-  run.out = fsrl_test::ReadAll(out);
-  run.err = fsrl_test::ReadAll(err);
-  std::fclose(out);
-  std::fclose(err);
-  return run;
-}
-
-std::string ReadFile(const std::string& path) {
-  std::FILE* file = std::fopen(path.c_str(), "rb");
-  if (file == nullptr) {
-    return {};
-  }
-  std::string text = fsrl_test::ReadAll(file);
-  std::fclose(file);
-  return text;
-}
+CommandRun Plot(const std::vector<std::string>& args) { return fsrl_test::RunCommand(&fsrl::RunPlot, args); }
 
 class FsrlPlot : public ::testing::Test {
  protected:
@@ -392,6 +369,9 @@ TEST_F(FsrlPlot, IndexPicksTheKthScanOfTheFile) {
   const std::string svg = dir_.path() + "/k.svg";
   ASSERT_EQ(Plot({jsonl, "-o", svg, "--index", "4"}).exit_code, fsrl::kExitOk);
   EXPECT_EQ(Marks(ParsedSvg(svg)).size(), simulation_.scans[4].populated);
+  const std::string joined = dir_.path() + "/joined.svg";
+  ASSERT_EQ(Plot({jsonl, "--output=" + joined, "--index=4"}).exit_code, fsrl::kExitOk);
+  EXPECT_EQ(ReadFile(joined), ReadFile(svg)) << "--opt=value means --opt value";
 }
 
 TEST_F(FsrlPlot, MarksLieWhereTheMountingPutsThemInVehicleCoordinates) {

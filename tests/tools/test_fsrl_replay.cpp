@@ -19,7 +19,7 @@
 #include "fsrl_cli.h"
 #include "initialfrontsideradarlefthal_e2e_database.h"
 #include "json_test_parser.h"
-#include "temp_dir.h"
+#include "tool_test_support.h"
 #include "zol/signalcomm/service.h"
 
 namespace {
@@ -172,40 +172,11 @@ class RadarLog {
   std::string text_;
 };
 
-struct ReplayRun {
-  int exit_code = -1;
-  std::string out;
-  std::string err;
+struct ReplayRun : fsrl_test::CommandRun {
   std::vector<JsonValue> lines;  // one per output line
 };
 
-std::vector<JsonValue> ParseLines(const std::string& text) {
-  std::vector<JsonValue> lines;
-  std::size_t start = 0;
-  while (start < text.size()) {
-    std::size_t end = text.find('\n', start);
-    EXPECT_NE(end, std::string::npos) << "every output line ends with a line feed";
-    if (end == std::string::npos) {
-      end = text.size();
-    }
-    JsonValue value;
-    EXPECT_TRUE(fsrl_test::JsonParser::Parse(text.substr(start, end - start), value))
-        << text.substr(start, end - start);
-    lines.push_back(value);
-    start = end + 1;
-  }
-  return lines;
-}
-
-std::string ReadFile(const std::string& path) {
-  std::FILE* file = std::fopen(path.c_str(), "rb");
-  if (file == nullptr) {
-    return {};
-  }
-  std::string text = fsrl_test::ReadAll(file);
-  std::fclose(file);
-  return text;
-}
+using fsrl_test::ReadFile;
 
 float FloatOf(const JsonValue& value) {
   EXPECT_EQ(value.kind, JsonValue::Kind::kNumber);
@@ -301,20 +272,14 @@ class FsrlReplay : public ::testing::Test {
 
   ReplayRun Run(const std::vector<std::string>& args) {
     ReplayRun run;
-    std::FILE* out = std::tmpfile();
-    std::FILE* err = std::tmpfile();
-    run.exit_code = fsrl::RunReplay(args, out, err);
-    run.out = fsrl_test::ReadAll(out);
-    run.err = fsrl_test::ReadAll(err);
-    std::fclose(out);
-    std::fclose(err);
+    static_cast<fsrl_test::CommandRun&>(run) = fsrl_test::RunCommand(&fsrl::RunReplay, args);
     return run;
   }
 
   ReplayRun RunLog(const RadarLog& log, std::vector<std::string> options = {}) {
     options.push_back(dir_.Write("radar.log", log.text()));
     ReplayRun run = Run(options);
-    run.lines = ParseLines(run.out);
+    run.lines = fsrl_test::ParseJsonLines(run.out);
     return run;
   }
 
@@ -679,7 +644,7 @@ TEST_F(FsrlReplay, OutWritesTheLinesToTheFileAndNothingToStandardOutput) {
   const ReplayRun run = RunLog(log, {"--out", out_path});
   ASSERT_EQ(run.exit_code, fsrl::kExitOk) << run.err;
   EXPECT_TRUE(run.out.empty());
-  const std::vector<JsonValue> lines = ParseLines(ReadFile(out_path));
+  const std::vector<JsonValue> lines = fsrl_test::ParseJsonLines(ReadFile(out_path));
   ASSERT_EQ(lines.size(), 2U);
   ExpectStatusLine(lines[0], kT0 + 50 * kMs, scan);
   ExpectDetectionsLine(lines[1], kT0 + 50 * kMs, scan);
@@ -692,7 +657,7 @@ TEST_F(FsrlReplay, MalformedLineIsReportedWithFileAndLineAndSkipped) {
   log.AddLine("garbage\n");
   const std::string path = dir_.Write("radar.log", log.text());
   ReplayRun run = Run({path});
-  run.lines = ParseLines(run.out);
+  run.lines = fsrl_test::ParseJsonLines(run.out);
   ASSERT_EQ(run.exit_code, fsrl::kExitOk) << run.err;
   EXPECT_THAT(run.err, HasSubstr(path + ":1: odd number of hex digits in the frame data\n"));
   EXPECT_THAT(run.err, HasSubstr(path + ":44: expected '('"));
@@ -710,17 +675,17 @@ TEST_F(FsrlReplay, BadArgumentsExitWithStatusTwo) {
       {{"--fast", log}, "unknown option '--fast'"},
       {{}, "missing LOG argument"},
       {{log, log}, "more than one LOG argument"},
-      {{"--cycle-ms", "0", log}, "'--cycle-ms' needs a whole number of milliseconds from 1 to 86400000, not '0'"},
-      {{"--cycle-ms", "2.5", log}, "not '2.5'"},
-      {{"--cycle-ms=-5", log}, "not '-5'"},
-      {{"--alive-timeout-ms", "x", log}, "'--alive-timeout-ms' needs a whole number"},
-      {{"--alive-timeout-ms", "86400001", log}, "not '86400001'"},
-      {{log, "--cycle-ms"}, "option '--cycle-ms' needs an argument"},
-      {{log, "--out"}, "option '--out' needs an argument"},
-      {{"--summary-json=", log}, "option '--summary-json' needs an argument"},
-      {{log, "--frame-map"}, "option '--frame-map' needs an argument"},
-      {{"--clock-jump-ms", "0", log}, "'--clock-jump-ms' needs a whole number of milliseconds"},
-      {{"--clock-jump-ms", "200", log}, "'--clock-jump-ms' must exceed the alive timeout (200 ms)"},
+      {{"--cycle-ms", "0", log}, "--cycle-ms: 0 is not in 1..86400000"},
+      {{"--cycle-ms", "2.5", log}, "--cycle-ms: '2.5' is not a whole number in 1..86400000"},
+      {{"--cycle-ms=-5", log}, "--cycle-ms: '-5' is not a whole number"},
+      {{"--alive-timeout-ms", "x", log}, "--alive-timeout-ms: 'x' is not a whole number"},
+      {{"--alive-timeout-ms", "86400001", log}, "--alive-timeout-ms: 86400001 is not in 1..86400000"},
+      {{log, "--cycle-ms"}, "--cycle-ms: needs a value (N)"},
+      {{log, "--out"}, "--out: needs a value (FILE)"},
+      {{"--summary-json=", log}, "--summary-json: needs a value (FILE)"},
+      {{log, "--frame-map"}, "--frame-map: needs a value (FILE)"},
+      {{"--clock-jump-ms", "0", log}, "--clock-jump-ms: 0 is not in 1..86400000"},
+      {{"--clock-jump-ms", "200", log}, "--clock-jump-ms: must exceed the alive timeout (200 ms)"},
       {{"--alive-timeout-ms", "900", "--clock-jump-ms", "800", log}, "must exceed the alive timeout (900 ms)"},
   };
   for (const auto& bad : kCases) {
@@ -873,7 +838,7 @@ TEST_F(FsrlReplay, ReplayOfFramesInMemoryFillsTheSummaryAndWritesTheSameLines) {
   options.alive_timeout_ns = 100 * kMs;
   options.observer = &published;
   EXPECT_EQ(fsrl::Replay(frames, options, out, err, &summary), fsrl::kReplayOk) << fsrl_test::ReadAll(err);
-  const std::vector<JsonValue> lines = ParseLines(fsrl_test::ReadAll(out));
+  const std::vector<JsonValue> lines = fsrl_test::ParseJsonLines(fsrl_test::ReadAll(out));
   std::fclose(out);
   std::fclose(err);
 

@@ -20,7 +20,7 @@
 #include "fsrl_cli.h"
 #include "initialfrontsideradarlefthal_e2e_database.h"
 #include "json_test_parser.h"
-#include "temp_dir.h"
+#include "tool_test_support.h"
 #include "zol/afw/core/signal_property_status.h"
 #include "zol/e2e/signal_codec.h"
 #include "zol/signalcomm/service.h"
@@ -31,34 +31,9 @@ using fsrl_test::JsonValue;
 using ::testing::HasSubstr;
 using zol::afw::core::SignalPropertyStatusCode;
 
-struct CommandRun {
-  int exit_code = -1;
-  std::string out;
-  std::string err;
-};
-
-CommandRun RunCommand(int (*command)(const std::vector<std::string>&, std::FILE*, std::FILE*),
-                      const std::vector<std::string>& args) {
-  CommandRun run;
-  std::FILE* out = std::tmpfile();
-  std::FILE* err = std::tmpfile();
-  run.exit_code = command(args, out, err);
-  run.out = fsrl_test::ReadAll(out);
-  run.err = fsrl_test::ReadAll(err);
-  std::fclose(out);
-  std::fclose(err);
-  return run;
-}
-
-std::string ReadFile(const std::string& path) {
-  std::FILE* file = std::fopen(path.c_str(), "rb");
-  if (file == nullptr) {
-    return {};
-  }
-  std::string text = fsrl_test::ReadAll(file);
-  std::fclose(file);
-  return text;
-}
+using fsrl_test::CommandRun;
+using fsrl_test::ReadFile;
+using fsrl_test::RunCommand;
 
 // A signal of a frame's payload as the decoder sees it.
 SignalAdapter_SignalValue Signal(const fsrl::CanFrame& frame, std::size_t group, const std::string& suffix) {
@@ -513,6 +488,18 @@ TEST_F(FsrlSimulate, MissingOrBadOptionsAreUsageErrors) {
   EXPECT_EQ(help.exit_code, fsrl::kExitOk);
   EXPECT_THAT(help.out, HasSubstr("counterjump:SCAN:GROUP:N"));
   EXPECT_THAT(help.out, HasSubstr("silence:SCAN:MS"));
+}
+
+TEST_F(FsrlSimulate, JoinedAndSeparateOptionValuesWriteTheSameLog) {
+  ASSERT_EQ(RunCommand(&fsrl::RunSimulate, {"--scans", "3", "--out", Path("a.log"), "--seed", "9"}).exit_code,
+            fsrl::kExitOk);
+  ASSERT_EQ(RunCommand(&fsrl::RunSimulate, {"--scans=3", "--out=" + Path("b.log"), "--seed=9"}).exit_code,
+            fsrl::kExitOk);
+  EXPECT_FALSE(ReadFile(Path("a.log")).empty());
+  EXPECT_EQ(ReadFile(Path("a.log")), ReadFile(Path("b.log")));
+  const CommandRun range = RunCommand(&fsrl::RunSimulate, {"--scans=3", "--out=x", "--period-ms=5"});
+  EXPECT_EQ(range.exit_code, fsrl::kExitUsage);
+  EXPECT_THAT(range.err, HasSubstr("fsrl simulate: --period-ms: 5 is not in 6..60000"));
 }
 
 TEST_F(FsrlSimulate, UnwritableLogIsAFailure) {

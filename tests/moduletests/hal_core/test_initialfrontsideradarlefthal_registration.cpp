@@ -9,6 +9,7 @@
 
 #include "device_activator/device_activator.h"
 #include "frontsideradarlefthal.h"
+#include "hal_test_platform.h"
 #include "initialfrontsideradarlefthal.h"
 #include "initialfrontsideradarlefthal_e2e_database.h"
 #include "initialfrontsideradarlefthal_p.h"
@@ -54,12 +55,7 @@ class FailingResource : public zol::pmr::memory_resource {
 class InitialVariantRegistration : public ::testing::Test {
  protected:
   InitialVariantRegistration() {
-    zol::afw::core::Transaction::ResetForTesting();
-    zol::signalcomm::Service::Instance().Reset();
-    zol::signalcomm::Service::Instance().DefineSignalGroups(initialfrontsideradarlefthal_signal_groups,
-                                                            initialfrontsideradarlefthal_signal_group_count);
-    device_activator::DeviceActivationService::Instance().Reset();
-    executable_.execution_context()->dispatch_queue().SetStepMode(true);
+    fsrl_test::ResetPlatformForHal(executable_);
   }
 
   static const FrontSideRadarLeftHal::Descriptor* InitialDescriptor() {

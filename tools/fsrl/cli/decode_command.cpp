@@ -1,18 +1,18 @@
 // `fsrl decode`: runs recorded radar frames through the HAL's real read path and prints what it reads.
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <array>
-#include <cerrno>
 #include <cstring>
 #include <memory>
-#include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "fsrl/candump_reader.h"
+#include "fsrl/command_line.h"
 #include "fsrl/frame_map.h"
+#include "fsrl/hal_log_sink.h"
+#include "fsrl/input_file.h"
 #include "fsrl/json_writer.h"
+#include "fsrl/progress.h"
 #include "fsrl/record_printer.h"
 #include "fsrl_cli.h"
 #include "initialfrontsideradarlefthal_e2e_database.h"
@@ -33,8 +33,9 @@ using zol::afw::core::ErrorCode;
 using zol::afw::core::SignalPropertyStatus;
 using zol::afw::core::SignalPropertyStatusCode;
 
-const char kDecodeHelp[] =
-    "Usage: fsrl decode [--frame-map FILE] [--strict] [--hal-log] LOG\n"
+const char kDecodeUsage[] = "Usage: fsrl decode [--frame-map FILE] [--strict] [--hal-log] LOG\n";
+
+const char kDecodeAbout[] =
     "\n"
     "Decodes every radar frame of LOG, a `candump -l` log ('-' reads standard input), through the\n"
     "HAL's own read path: the frame's payload is published to the signal communication service, a\n"
@@ -61,98 +62,20 @@ const char kDecodeHelp[] =
     "status groups): a longer frame carries padding, a shorter one is used as received (the missing\n"
     "bytes read as zero, so its CRC check fails). Frames of other ids, remote requests and error\n"
     "frames are skipped and counted.\n"
-    "\n"
-    "Options:\n"
-    "  --frame-map FILE  take the frame map from FILE: one GROUP_NAME,CAN_ID_HEX per line (for example\n"
-    "                    RSDS4SigSts1,432), '#' starts a comment, blank lines are ignored. An id written\n"
-    "                    with 8 hex digits, or above 7FF, is extended. Groups not listed are not received.\n"
-    "  --strict          stop at the first malformed line, with exit status 2, instead of skipping it\n"
-    "  --hal-log         show the HAL's own log messages on standard error (by default they are only\n"
-    "                    counted: every failed read is already in the output)\n"
-    "  -h, --help        show this help\n"
-    "\n"
+    "\n";
+
+const char kDecodeEpilogue[] =
     "Diagnostics (standard error): every malformed line as FILE:LINE: reason (FILE is <stdin> for\n"
     "standard input), and at the end a summary: lines and frames read, frames decoded per group and\n"
-    "status, frames skipped, malformed lines.\n"
+    "status, frames skipped, malformed lines. When standard error is a terminal (and the JSON lines\n"
+    "do not go to it too) a run that takes longer than a second shows its progress.\n"
     "\n"
     "Exit status: 0 success (also when malformed lines were skipped), 1 when LOG cannot be read,\n"
     "the output cannot be written or the HAL cannot be set up, 2 on a usage error, an invalid frame\n"
     "map, or a malformed line under --strict.\n";
 
-struct DecodeOptions {
-  std::string frame_map_path;
-  bool strict = false;
-  bool hal_log = false;
-  bool help = false;
-  std::string log_path;
-};
-
-// Returns an empty string on success, else what is wrong with the command line.
-std::string ParseOptions(const std::vector<std::string>& args, DecodeOptions& options) {
-  bool have_log = false;
-  bool options_ended = false;
-  for (std::size_t i = 0; i < args.size(); ++i) {
-    const std::string& arg = args[i];
-    if (!options_ended && arg.size() > 1 && arg[0] == '-') {
-      if (arg == "--") {
-        options_ended = true;
-      } else if (arg == "-h" || arg == "--help") {
-        options.help = true;
-      } else if (arg == "--strict") {
-        options.strict = true;
-      } else if (arg == "--hal-log") {
-        options.hal_log = true;
-      } else if (arg == "--frame-map") {
-        if (i + 1 == args.size()) {
-          return "option '--frame-map' needs a FILE argument";
-        }
-        options.frame_map_path = args[++i];
-      } else if (arg.compare(0, 12, "--frame-map=") == 0) {
-        options.frame_map_path = arg.substr(12);
-        if (options.frame_map_path.empty()) {
-          return "option '--frame-map' needs a FILE argument";
-        }
-      } else {
-        return "unknown option '" + arg + "'";
-      }
-      continue;
-    }
-    if (have_log) {
-      return "more than one LOG argument ('" + options.log_path + "', '" + arg + "')";
-    }
-    options.log_path = arg;
-    have_log = true;
-  }
-  if (!have_log && !options.help) {
-    return "missing LOG argument (a candump log file, or '-' for standard input)";
-  }
-  return {};
-}
-
-// Keeps the HAL's log lines off the terminal unless asked for: a damaged recording makes the adapter log every
-// failed check, which the output already reports frame by frame.
-class HalLogSink : public zol::log::Sink {
- public:
-  HalLogSink(std::FILE* err, bool forward) : err_(err), forward_(forward) {}
-  void Write(const zol::log::LogRecord& record) override {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    ++count_;
-    if (forward_) {
-      std::fprintf(err_, "[%.*s] %s: %.*s\n", static_cast<int>(record.context_id.size()), record.context_id.data(),
-                   zol::log::ToString(record.level), static_cast<int>(record.message.size()), record.message.data());
-    }
-  }
-  std::uint64_t count() const {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    return count_;
-  }
-
- private:
-  std::FILE* err_;
-  bool forward_;
-  mutable std::mutex mutex_;
-  std::uint64_t count_ = 0;
-};
+// Frames between two looks at the clock for the progress line: a look costs far less than a frame's decode.
+constexpr std::uint64_t kFramesPerProgressCheck = 4096;
 
 // Reads one group's property into its record; one instantiation per record type, reached through a table so
 // that the per-frame dispatch on the group index is a single indirect call.
@@ -260,71 +183,36 @@ void PrintSummary(std::FILE* err, const DecodeStats& stats, bool hal_log_shown) 
   }
 }
 
-// The input descriptor, closed on every path out unless it is standard input.
-class InputFile {
- public:
-  explicit InputFile(const std::string& path) {
-    if (path == "-") {
-      fd_ = STDIN_FILENO;
-      display_name_ = "<stdin>";
-    } else {
-      fd_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-      error_ = fd_ < 0 ? errno : 0;
-      display_name_ = path;
-      owned_ = fd_ >= 0;
-    }
-  }
-  ~InputFile() {
-    if (owned_) {
-      ::close(fd_);
-    }
-  }
-  InputFile(const InputFile&) = delete;
-  InputFile& operator=(const InputFile&) = delete;
-  InputFile(InputFile&&) = delete;
-  InputFile& operator=(InputFile&&) = delete;
-  int fd() const { return fd_; }
-  const std::string& display_name() const { return display_name_; }
-  /// errno of a failed open, 0 otherwise.
-  int error() const { return error_; }
-
- private:
-  int fd_ = -1;
-  int error_ = 0;
-  bool owned_ = false;
-  std::string display_name_;
-};
-
 }  // namespace
 
 int RunDecode(const std::vector<std::string>& args, std::FILE* out, std::FILE* err, DecodeStats* stats_out) {
-  DecodeOptions options;
-  const std::string usage_error = ParseOptions(args, options);
-  if (!usage_error.empty()) {
-    std::fprintf(err, "fsrl decode: %s\nTry 'fsrl decode --help' for more information.\n", usage_error.c_str());
+  CommandLine command_line("decode", kDecodeUsage, kDecodeAbout, kDecodeEpilogue);
+  LogInputOptions input_options;
+  HalLogOptions hal_options;
+  bool strict = false;
+  input_options.AddTo(command_line);
+  command_line.Flag("--strict", strict,
+                    "stop at the first malformed line, with exit status 2, instead of skipping it");
+  hal_options.AddTo(command_line);
+  if (const std::optional<int> done = command_line.Parse(args, out, err)) {
+    return *done;
+  }
+  if (const std::string problem = input_options.Check(); !problem.empty()) {
+    return command_line.UsageError(err, problem);
+  }
+  FrameMap frame_map;
+  if (!input_options.LoadFrameMap(frame_map, command_line, err)) {
     return kExitUsage;
   }
-  if (options.help) {
-    std::fputs(kDecodeHelp, out);
-    return kExitOk;
-  }
 
-  FrameMap frame_map = FrameMap::Default();
-  if (!options.frame_map_path.empty()) {
-    std::string map_error;
-    if (!FrameMap::Load(options.frame_map_path, frame_map, map_error)) {
-      std::fprintf(err, "fsrl decode: %s\n", map_error.c_str());
-      return kExitUsage;
-    }
-  }
-
-  InputFile input(options.log_path);
+  InputFile input(input_options.log_path());
   if (input.fd() < 0) {
-    std::fprintf(err, "fsrl decode: cannot open '%s': %s\n", options.log_path.c_str(), std::strerror(input.error()));
+    std::fprintf(err, "fsrl decode: cannot open '%s': %s\n", input_options.log_path().c_str(),
+                 std::strerror(input.error()));
     return kExitFailure;
   }
 
-  HalLogSink log_sink(err, options.hal_log);
+  HalLogSink log_sink(err, hal_options.hal_log);
   const zol::log::ScopedSink scoped_sink(&log_sink);
 
   // The same set-up an application has: the service knows the radar's groups, and the adapter hangs below an
@@ -351,33 +239,33 @@ int RunDecode(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
   DecodeStats stats;
   OutputBuffer output(out);
   JsonWriter json(output);
-  CandumpReader reader(input.fd());
+  LogFrameReader reader(input, err, "decode");
+  if (strict) {
+    // Output written so far goes out first, so that the report and the output agree on where it stopped.
+    reader.set_before_malformed_report([&output] { output.Flush(); });
+  }
+  ProgressLine progress(err, ProgressWanted(err, out, false));
   CanFrame frame;
   int status = kExitOk;
-  bool stop = false;
-  while (!stop) {
-    const CandumpReader::Result result = reader.Next(frame);
-    if (result == CandumpReader::Result::kEnd) {
+  for (;;) {
+    const LogFrameReader::Result result = reader.Next(frame);
+    if (result == LogFrameReader::Result::kEnd) {
       break;
     }
-    if (result == CandumpReader::Result::kReadError) {
-      std::fprintf(err, "fsrl decode: %s: read error: %s\n", input.display_name().c_str(), reader.reason());
+    if (result == LogFrameReader::Result::kReadError) {
       status = kExitFailure;
       break;
     }
-    if (result == CandumpReader::Result::kMalformed) {
-      ++stats.malformed;
-      // Output written so far goes out first, so that the report and the output agree on where it stopped.
-      if (options.strict) {
-        output.Flush();
-      }
-      std::fprintf(err, "%s:%llu: %s\n", input.display_name().c_str(),
-                   static_cast<unsigned long long>(reader.line_number()), reader.reason());
-      if (options.strict) {
+    if (result == LogFrameReader::Result::kMalformed) {
+      if (strict) {
         status = kExitUsage;
-        stop = true;
+        break;
       }
       continue;
+    }
+    if (stats.frames % kFramesPerProgressCheck == 0 && progress.Due()) {
+      progress.Show("fsrl decode: " + std::to_string(stats.frames) + " frames read, " +
+                    std::to_string(stats.decoded) + " decoded");
     }
     ++stats.frames;
     if (frame.remote) {
@@ -428,13 +316,15 @@ int RunDecode(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
       break;
     }
   }
-  stats.lines = reader.lines_read();
+  progress.Clear();
+  stats.lines = reader.lines();
+  stats.malformed = reader.malformed();
   if (!output.Flush()) {
     std::fprintf(err, "fsrl decode: cannot write the output: %s\n", std::strerror(output.error_number()));
     status = kExitFailure;
   }
   stats.hal_log_lines = log_sink.count();
-  PrintSummary(err, stats, options.hal_log);
+  PrintSummary(err, stats, hal_options.hal_log);
   if (stats_out != nullptr) {
     *stats_out = stats;
   }

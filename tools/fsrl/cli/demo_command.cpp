@@ -3,12 +3,16 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <system_error>
 #include <vector>
 
 #include "fsrl/bev_plot.h"
+#include "fsrl/command_line.h"
+#include "fsrl/input_file.h"
 #include "fsrl/json_writer.h"
+#include "fsrl/progress.h"
 #include "fsrl/replay.h"
 #include "fsrl/simulator.h"
 #include "fsrl_cli.h"
@@ -16,8 +20,9 @@
 namespace fsrl {
 namespace {
 
-const char kDemoHelp[] =
-    "Usage: fsrl demo [--out-dir DIR] [--scans N] [--seed S]\n"
+const char kDemoUsage[] = "Usage: fsrl demo [--out-dir DIR] [--scans N] [--seed S]\n";
+
+const char kDemoAbout[] =
     "\n"
     "Simulates the left front corner radar (as `fsrl simulate` does) with a handful of faults: a corrupted\n"
     "CRC, a dropped status frame, a repeated frame, a counter jump, a frame cut short and a silence of\n"
@@ -29,12 +34,10 @@ const char kDemoHelp[] =
     "  scans.jsonl   every notification of the replay, exactly the `fsrl replay` output\n"
     "  summary.json  the summary above as JSON, with the replay's own summary under \"replay\"\n"
     "  bev.svg       bird's-eye view of all published scans (as `fsrl plot` draws it)\n"
-    "\n"
-    "Options:\n"
-    "  --out-dir DIR  where to write the files (default 'demo'; created if missing)\n"
-    "  --scans N      number of scans to simulate, 20..100000 (default 200)\n"
-    "  --seed S       selects the scene's variation and the measurement noise (default 1)\n"
-    "  -h, --help     show this help\n"
+    "\n";
+
+const char kDemoEpilogue[] =
+    "When standard error is a terminal a replay that takes longer than a second shows its progress.\n"
     "\n"
     "Exit status: 0 success, 1 when a file cannot be written or the HAL cannot be set up, 2 on a usage\n"
     "error.\n";
@@ -46,56 +49,7 @@ struct DemoCommandLine {
   std::string out_dir = "demo";
   std::uint32_t scans = 200;
   std::uint64_t seed = 1;
-  bool help = false;
 };
-
-bool ParseUnsigned(const std::string& text, std::uint64_t max, std::uint64_t& value) {
-  if (text.empty() || text.size() > 19 || text.find_first_not_of("0123456789") != std::string::npos) {
-    return false;
-  }
-  const std::uint64_t parsed = std::stoull(text);
-  if (parsed > max) {
-    return false;
-  }
-  value = parsed;
-  return true;
-}
-
-std::string ParseArguments(const std::vector<std::string>& args, DemoCommandLine& command_line) {
-  for (std::size_t i = 0; i < args.size(); ++i) {
-    const std::string& arg = args[i];
-    if (arg == "-h" || arg == "--help") {
-      command_line.help = true;
-      continue;
-    }
-    if (arg != "--out-dir" && arg != "--scans" && arg != "--seed") {
-      return arg.size() > 1 && arg[0] == '-' ? "unknown option '" + arg + "'" : "unexpected argument '" + arg + "'";
-    }
-    if (i + 1 == args.size()) {
-      return "option '" + arg + "' needs a value";
-    }
-    const std::string& value = args[++i];
-    std::uint64_t number = 0;
-    if (arg == "--out-dir") {
-      if (value.empty()) {
-        return "option '--out-dir' needs a directory";
-      }
-      command_line.out_dir = value;
-    } else if (arg == "--scans") {
-      if (!ParseUnsigned(value, kMaxScans, number) || number < kMinScans) {
-        return "--scans '" + value + "' is not a number of scans " + std::to_string(kMinScans) + ".." +
-               std::to_string(kMaxScans);
-      }
-      command_line.scans = static_cast<std::uint32_t>(number);
-    } else {
-      if (!ParseUnsigned(value, UINT64_MAX, number)) {
-        return "--seed '" + value + "' is not an unsigned number";
-      }
-      command_line.seed = number;
-    }
-  }
-  return {};
-}
 
 // One of each kind that loses data, spread over the run so that each outcome stands alone.
 std::vector<Fault> DemoFaults(std::uint32_t scans) {
@@ -282,15 +236,7 @@ bool WriteSummary(const std::string& path, const DemoCommandLine& command_line, 
       json.EndObject();
     }
     json.EndArray();
-    json.Key("process_fsrl_input_us");
-    json.BeginObject();
-    json.Key("p50");
-    json.Double(summary.p50_us());
-    json.Key("p99");
-    json.Double(summary.p99_us());
-    json.Key("max");
-    json.Double(summary.max_us());
-    json.EndObject();
+    // ProcessFsrlInput's timing is the replay's to report: it is under "replay", as `fsrl replay` writes it.
     json.EndObject();
     ok = buffer.Flush();
   }
@@ -304,22 +250,30 @@ bool WriteSummary(const std::string& path, const DemoCommandLine& command_line, 
 }  // namespace
 
 int RunDemo(const std::vector<std::string>& args, std::FILE* out, std::FILE* err) {
+  CommandLine parser("demo", kDemoUsage, kDemoAbout, kDemoEpilogue);
   DemoCommandLine command_line;
-  const std::string usage_error = ParseArguments(args, command_line);
-  if (!usage_error.empty()) {
-    std::fprintf(err, "fsrl demo: %s\nTry 'fsrl demo --help' for more information.\n", usage_error.c_str());
-    return kExitUsage;
+  std::uint64_t scans = command_line.scans;
+  parser.Text("--out-dir", command_line.out_dir, "DIR", "where to write the files (default 'demo'; created if missing)");
+  parser.Number("--scans", scans, kMinScans, kMaxScans, "N", "number of scans to simulate, 20..100000 (default 200)");
+  parser.Number("--seed", command_line.seed, 0, UINT64_MAX, "S",
+                "selects the scene's variation and the measurement noise (default 1)");
+  if (const std::optional<int> done = parser.Parse(args, out, err)) {
+    return *done;
   }
-  if (command_line.help) {
-    std::fputs(kDemoHelp, out);
-    return kExitOk;
-  }
+  command_line.scans = static_cast<std::uint32_t>(scans);
 
   SimulationOptions options;
   options.scans = command_line.scans;
   options.seed = command_line.seed;
   options.faults = DemoFaults(command_line.scans);
-  const Simulation simulation = Simulate(options);
+  // The replay shows its own progress by the same rule; the simulation before it cannot, so it is ticked.
+  const bool show_progress = ProgressWanted(err, out, true);
+  ProgressLine progress(err, show_progress);
+  Simulation simulation;
+  {
+    const ProgressTicker ticker(progress, "fsrl demo: simulating " + std::to_string(options.scans) + " scans");
+    simulation = Simulate(options);
+  }
 
   std::error_code dir_error;
   std::filesystem::create_directories(command_line.out_dir, dir_error);
@@ -338,6 +292,8 @@ int RunDemo(const std::vector<std::string>& args, std::FILE* out, std::FILE* err
   }
   ReplayOptions replay_options;
   replay_options.cycle_ns = options.period_ns;
+  // The replay's lines go to a file and the summary comes after the progress line is gone.
+  replay_options.progress = show_progress;
   Publications published;
   replay_options.observer = &published;
   ReplaySummary summary;
@@ -393,11 +349,8 @@ int RunDemo(const std::vector<std::string>& args, std::FILE* out, std::FILE* err
   plot_options.subtitle = subtitle;
   plot_options.field_of_view_half_angle = kFieldOfViewHalfAngle;
   const std::string svg = RenderBirdsEyeSvg(plot_scans, plot_options);
-  std::FILE* svg_file = std::fopen(svg_path.c_str(), "wb");
-  bool svg_ok = svg_file != nullptr && std::fwrite(svg.data(), 1, svg.size(), svg_file) == svg.size();
-  svg_ok = svg_file != nullptr && std::fclose(svg_file) == 0 && svg_ok;
-  if (!svg_ok) {
-    std::fprintf(err, "fsrl demo: cannot write '%s'\n", svg_path.c_str());
+  if (std::string error; !WriteWholeFile(svg_path, nullptr, svg, error)) {
+    std::fprintf(err, "fsrl demo: %s\n", error.c_str());
     return kExitFailure;
   }
 

@@ -1,14 +1,17 @@
 #include "fsrl_cli.h"
 
-#include <cstring>
 #include <string>
+
+#include "fsrl/command_line.h"
 
 namespace fsrl {
 namespace {
 
 const char kUsage[] =
     "Usage: fsrl <command> [options] [arguments]\n"
-    "       fsrl --help | fsrl <command> --help\n"
+    "       fsrl --help | fsrl <command> --help | fsrl --version\n";
+
+const char kAbout[] =
     "\n"
     "Runs the left front side radar HAL (libhal_frontsideradarleft) on recorded CAN traffic.\n"
     "\n"
@@ -21,7 +24,9 @@ const char kUsage[] =
     "  plot      draw a bird's-eye view of replayed detection scans as SVG\n"
     "  demo      simulate, replay and plot in one go, and summarise what happened\n"
     "  help      show this text, or `fsrl help <command>` for a command's help\n"
-    "\n"
+    "\n";
+
+const char kEpilogue[] =
     "Exit status: 0 success, 1 failure (a file could not be read or written, set-up failed),\n"
     "2 usage error (unknown command or option, missing argument) or rejected input.\n";
 
@@ -47,39 +52,49 @@ const Command* FindCommand(const std::string& name) {
   return nullptr;
 }
 
+int UnknownCommand(const CommandLine& command_line, const std::string& name, std::FILE* err) {
+  // An option the parser left for a command, because it came where the command belongs.
+  if (name.size() > 1 && name[0] == '-') {
+    return command_line.UsageError(err, "unknown option '" + name + "'");
+  }
+  return command_line.UsageError(err, "unknown command '" + name + "'");
+}
+
 }  // namespace
 
 int RunFsrl(const std::vector<std::string>& args, std::FILE* out, std::FILE* err) {
-  if (args.empty()) {
-    std::fputs("fsrl: missing command\nTry 'fsrl --help' for more information.\n", err);
-    return kExitUsage;
+  CommandLine command_line("", kUsage, kAbout, kEpilogue);
+  bool version = false;
+  command_line.Flag("--version", version, "print the version and exit");
+  // The first argument that is not an option names the command; the rest is the command's.
+  std::vector<std::string> command_args;
+  command_line.CommandArguments(command_args);
+  if (const std::optional<int> done = command_line.Parse(args, out, err)) {
+    return *done;
   }
-  const std::string& command = args[0];
-  const std::vector<std::string> rest(args.begin() + 1, args.end());
-  if (command == "--help" || command == "-h") {
-    std::fputs(kUsage, out);
+  if (version) {
+    std::fprintf(out, "fsrl %s\n", FSRL_VERSION);
     return kExitOk;
   }
+  if (command_args.empty()) {
+    return command_line.UsageError(err, "missing command");
+  }
+  const std::string& command = command_args[0];
+  const std::vector<std::string> rest(command_args.begin() + 1, command_args.end());
   if (command == "help") {
     if (rest.empty()) {
-      std::fputs(kUsage, out);
+      std::fputs(command_line.Help().c_str(), out);
       return kExitOk;
     }
     if (const Command* help_for = FindCommand(rest[0])) {
       return help_for->run({"--help"}, out, err);
     }
-    std::fprintf(err, "fsrl: unknown command '%s'\nTry 'fsrl --help' for more information.\n", rest[0].c_str());
-    return kExitUsage;
+    return UnknownCommand(command_line, rest[0], err);
   }
   if (const Command* found = FindCommand(command)) {
     return found->run(rest, out, err);
   }
-  if (!command.empty() && command[0] == '-') {
-    std::fprintf(err, "fsrl: unknown option '%s'\nTry 'fsrl --help' for more information.\n", command.c_str());
-  } else {
-    std::fprintf(err, "fsrl: unknown command '%s'\nTry 'fsrl --help' for more information.\n", command.c_str());
-  }
-  return kExitUsage;
+  return UnknownCommand(command_line, command, err);
 }
 
 }  // namespace fsrl

@@ -10,14 +10,12 @@
 #include <string>
 #include <vector>
 
+#include "fsrl/exit_status.h"
 #include "fsrl/frame_map.h"
 
 namespace fsrl {
 
-/// Exit statuses of every subcommand.
-constexpr int kExitOk = 0;
-constexpr int kExitFailure = 1;  ///< the environment failed: a file cannot be opened or written, set-up failed
-constexpr int kExitUsage = 2;    ///< bad command line or, where the command says so, bad input
+// The exit statuses of every command (kExitOk, kExitFailure, kExitUsage) are in fsrl/exit_status.h.
 
 /// @brief Runs `fsrl` with @p args (the arguments after the program name), writing to @p out and @p err.
 int RunFsrl(const std::vector<std::string>& args, std::FILE* out, std::FILE* err);

@@ -1,16 +1,16 @@
 // `fsrl replay`: the whole HAL over a recorded log, in the log's own (virtual) time.
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "fsrl/candump_reader.h"
+#include "fsrl/command_line.h"
 #include "fsrl/frame_map.h"
+#include "fsrl/input_file.h"
+#include "fsrl/progress.h"
 #include "fsrl/replay.h"
 #include "fsrl_cli.h"
 
@@ -19,9 +19,11 @@ namespace {
 
 static_assert(kReplayOk == kExitOk && kReplayFailed == kExitFailure, "the replay's results are exit statuses");
 
-const char kReplayHelp[] =
+const char kReplayUsage[] =
     "Usage: fsrl replay [--cycle-ms N] [--alive-timeout-ms N] [--clock-jump-ms N] [--frame-map FILE]\n"
-    "                   [--out FILE] [--summary-json FILE] [--hal-log] LOG\n"
+    "                   [--out FILE] [--summary-json FILE] [--hal-log] LOG\n";
+
+const char kReplayAbout[] =
     "\n"
     "Runs the real HAL over LOG, a `candump -l` log ('-' reads standard input), in virtual time, and prints\n"
     "every detection scan and status it publishes. The HAL is created as an application creates it\n"
@@ -75,32 +77,9 @@ const char kReplayHelp[] =
     "  kNoBlockage; interference kInterferenceUnknown, kFullInterference, kNoInterference;\n"
     "  calibration_status kNotStarted, kNotComplete, kComplete (a value without a name is written as\n"
     "  its integer).\n"
-    "\n"
-    "Options:\n"
-    "  --cycle-ms N          cycle period in whole milliseconds, 1 to 86400000 (default 50)\n"
-    "  --alive-timeout-ms N  alive timeout of the radar in whole milliseconds, 1 to 86400000 (default 200)\n"
-    "  --clock-jump-ms N     longest silence replayed cycle by cycle; a later time stamp is a clock jump.\n"
-    "                        Whole milliseconds above --alive-timeout-ms, up to 86400000 (default 5000;\n"
-    "                        used as at least the alive timeout plus two cycles)\n"
-    "  --frame-map FILE      take the frame map from FILE: one GROUP_NAME,CAN_ID_HEX per line, as for\n"
-    "                        `fsrl decode` (see `fsrl decode --help`)\n"
-    "  --out FILE            write the JSON lines to FILE instead of standard output\n"
-    "  --summary-json FILE   write a summary as one JSON object to FILE: \"cycles\" run, \"failed_cycles\"\n"
-    "                        (ProcessFsrlInput returned kFailure), \"lost_comm_cycles\" (cycles in lost\n"
-    "                        communication) and \"lost_comm_periods\" ([{\"from\": T, \"until\": T or null}]),\n"
-    "                        \"detection_scans\" and \"status_publications\" written, \"frames\" read,\n"
-    "                        \"frames_handed_over\" and \"frames_per_group\" (by group name),\n"
-    "                        \"unmapped_frames\", \"remote_frames\", \"error_frames\", \"malformed_lines\",\n"
-    "                        \"process_fsrl_input_us\" ({\"p50\", \"p99\", \"max\"}: wall-clock time of one\n"
-    "                        ProcessFsrlInput call in microseconds, the subscribers' getter calls\n"
-    "                        included), \"t0\", \"cycle_ms\", \"alive_timeout_ms\", \"hal_log_lines\",\n"
-    "                        \"lost_comm_period_count\" (\"lost_comm_periods\" lists the first 100),\n"
-    "                        \"lost_comm_ms\", \"clock_jumps_forward\", \"clock_jumps_backward\" and\n"
-    "                        \"clock_jump_ms\"\n"
-    "  --hal-log             show the HAL's own log messages on standard error (by default they are only\n"
-    "                        counted)\n"
-    "  -h, --help            show this help\n"
-    "\n"
+    "\n";
+
+const char kReplayEpilogue[] =
     "Diagnostics (standard error): every malformed line as FILE:LINE: reason (FILE is <stdin> for standard\n"
     "input), and at the end a short summary: frames read and handed over, cycles run, failed and in lost\n"
     "communication, scans and statuses written, ProcessFsrlInput time. When standard error is a terminal\n"
@@ -112,201 +91,6 @@ const char kReplayHelp[] =
 
 constexpr std::int64_t kNsPerMs = 1000000;
 constexpr std::uint64_t kMaxMilliseconds = 86400000;  // one day; keeps every cycle time far from overflow
-
-struct CommandOptions {
-  std::uint64_t cycle_ms = 50;
-  std::uint64_t alive_timeout_ms = 200;
-  std::uint64_t clock_jump_ms = 5000;
-  bool clock_jump_given = false;
-  std::string frame_map_path;
-  std::string out_path;
-  std::string summary_path;
-  bool hal_log = false;
-  bool help = false;
-  std::string log_path;
-};
-
-bool ParseMilliseconds(const std::string& text, std::uint64_t& value) {
-  if (text.empty() || text.size() > 9) {
-    return false;
-  }
-  std::uint64_t parsed = 0;
-  for (const char c : text) {
-    if (c < '0' || c > '9') {
-      return false;
-    }
-    parsed = parsed * 10 + static_cast<std::uint64_t>(c - '0');
-  }
-  if (parsed < 1 || parsed > kMaxMilliseconds) {
-    return false;
-  }
-  value = parsed;
-  return true;
-}
-
-// Takes the value of an option given as "--name VALUE" or "--name=VALUE". Returns false when @p arg is not that
-// option; @p error is set when it is but its value is missing.
-bool OptionValue(const std::vector<std::string>& args, std::size_t& i, const std::string& name, std::string& value,
-                 std::string& error) {
-  const std::string& arg = args[i];
-  if (arg == name) {
-    if (i + 1 == args.size()) {
-      error = "option '" + name + "' needs an argument";
-    } else {
-      value = args[++i];
-    }
-    return true;
-  }
-  if (arg.size() > name.size() && arg.compare(0, name.size(), name) == 0 && arg[name.size()] == '=') {
-    value = arg.substr(name.size() + 1);
-    if (value.empty()) {
-      error = "option '" + name + "' needs an argument";
-    }
-    return true;
-  }
-  return false;
-}
-
-// Returns an empty string on success, else what is wrong with the command line.
-std::string ParseOptions(const std::vector<std::string>& args, CommandOptions& options) {
-  bool have_log = false;
-  bool options_ended = false;
-  for (std::size_t i = 0; i < args.size(); ++i) {
-    const std::string& arg = args[i];
-    if (!options_ended && arg.size() > 1 && arg[0] == '-') {
-      std::string value;
-      std::string error;
-      if (arg == "--") {
-        options_ended = true;
-      } else if (arg == "-h" || arg == "--help") {
-        options.help = true;
-      } else if (arg == "--hal-log") {
-        options.hal_log = true;
-      } else if (OptionValue(args, i, "--cycle-ms", value, error) ||
-                 OptionValue(args, i, "--alive-timeout-ms", value, error)) {
-        if (!error.empty()) {
-          return error;
-        }
-        const bool cycle = arg.compare(0, 10, "--cycle-ms") == 0;
-        if (!ParseMilliseconds(value, cycle ? options.cycle_ms : options.alive_timeout_ms)) {
-          return std::string("option '") + (cycle ? "--cycle-ms" : "--alive-timeout-ms") +
-                 "' needs a whole number of milliseconds from 1 to 86400000, not '" + value + "'";
-        }
-      } else if (OptionValue(args, i, "--clock-jump-ms", value, error)) {
-        if (!error.empty()) {
-          return error;
-        }
-        if (!ParseMilliseconds(value, options.clock_jump_ms)) {
-          return "option '--clock-jump-ms' needs a whole number of milliseconds from 1 to 86400000, not '" + value +
-                 "'";
-        }
-        options.clock_jump_given = true;
-      } else if (OptionValue(args, i, "--frame-map", value, error)) {
-        if (!error.empty()) {
-          return error;
-        }
-        options.frame_map_path = value;
-      } else if (OptionValue(args, i, "--out", value, error)) {
-        if (!error.empty()) {
-          return error;
-        }
-        options.out_path = value;
-      } else if (OptionValue(args, i, "--summary-json", value, error)) {
-        if (!error.empty()) {
-          return error;
-        }
-        options.summary_path = value;
-      } else {
-        return "unknown option '" + arg + "'";
-      }
-      continue;
-    }
-    if (have_log) {
-      return "more than one LOG argument ('" + options.log_path + "', '" + arg + "')";
-    }
-    options.log_path = arg;
-    have_log = true;
-  }
-  if (!have_log && !options.help) {
-    return "missing LOG argument (a candump log file, or '-' for standard input)";
-  }
-  if (options.clock_jump_given && options.clock_jump_ms <= options.alive_timeout_ms) {
-    return "option '--clock-jump-ms' must exceed the alive timeout (" + std::to_string(options.alive_timeout_ms) +
-           " ms), or lost communication would go unseen across a jump";
-  }
-  return {};
-}
-
-// The input descriptor, closed on every path out unless it is standard input.
-class InputFile {
- public:
-  explicit InputFile(const std::string& path) {
-    if (path == "-") {
-      fd_ = STDIN_FILENO;
-      display_name_ = "<stdin>";
-    } else {
-      fd_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-      error_ = fd_ < 0 ? errno : 0;
-      display_name_ = path;
-      owned_ = fd_ >= 0;
-    }
-  }
-  ~InputFile() {
-    if (owned_) {
-      ::close(fd_);
-    }
-  }
-  InputFile(const InputFile&) = delete;
-  InputFile& operator=(const InputFile&) = delete;
-  InputFile(InputFile&&) = delete;
-  InputFile& operator=(InputFile&&) = delete;
-  int fd() const { return fd_; }
-  const std::string& display_name() const { return display_name_; }
-  int error() const { return error_; }
-
- private:
-  int fd_ = -1;
-  int error_ = 0;
-  bool owned_ = false;
-  std::string display_name_;
-};
-
-// An output file opened by the command, closed on every path out; closing reports write errors that were still
-// buffered.
-class OutputFile {
- public:
-  OutputFile() = default;
-  ~OutputFile() { Close(); }
-  OutputFile(const OutputFile&) = delete;
-  OutputFile& operator=(const OutputFile&) = delete;
-  OutputFile(OutputFile&&) = delete;
-  OutputFile& operator=(OutputFile&&) = delete;
-
-  bool Open(const std::string& path) {
-    file_ = std::fopen(path.c_str(), "wb");
-    error_ = file_ == nullptr ? errno : 0;
-    return file_ != nullptr;
-  }
-  std::FILE* get() const { return file_; }
-  int error() const { return error_; }
-  // False when a write or the close failed.
-  bool Close() {
-    if (file_ == nullptr) {
-      return error_ == 0;
-    }
-    const bool written = std::ferror(file_) == 0;
-    const bool closed = std::fclose(file_) == 0;
-    if (!closed || !written) {
-      error_ = errno != 0 ? errno : EIO;
-    }
-    file_ = nullptr;
-    return written && closed;
-  }
-
- private:
-  std::FILE* file_ = nullptr;
-  int error_ = 0;
-};
 
 void PrintSummary(std::FILE* err, const ReplaySummary& summary, std::uint64_t lines, bool hal_log_shown) {
   std::fprintf(
@@ -345,47 +129,79 @@ void PrintSummary(std::FILE* err, const ReplaySummary& summary, std::uint64_t li
 }  // namespace
 
 int RunReplay(const std::vector<std::string>& args, std::FILE* out, std::FILE* err) {
-  CommandOptions command;
-  const std::string usage_error = ParseOptions(args, command);
-  if (!usage_error.empty()) {
-    std::fprintf(err, "fsrl replay: %s\nTry 'fsrl replay --help' for more information.\n", usage_error.c_str());
-    return kExitUsage;
+  CommandLine command_line("replay", kReplayUsage, kReplayAbout, kReplayEpilogue);
+  std::uint64_t cycle_ms = 50;
+  std::uint64_t alive_timeout_ms = 200;
+  // Far above the alive timeout, so that lost communication is seen across every jump, and above a radar
+  // restart (one to two seconds), which is replayed as time; at 50 ms it costs at most 100 cycles per jump.
+  std::uint64_t clock_jump_ms = 5000;
+  std::string out_path;
+  std::string summary_path;
+  LogInputOptions input_options;
+  HalLogOptions hal_options;
+  command_line.Number("--cycle-ms", cycle_ms, 1, kMaxMilliseconds, "N",
+                      "cycle period in whole milliseconds, 1 to 86400000 (default 50)");
+  command_line.Number("--alive-timeout-ms", alive_timeout_ms, 1, kMaxMilliseconds, "N",
+                      "alive timeout of the radar in whole milliseconds, 1 to 86400000\n"
+                      "(default 200)");
+  command_line.Number("--clock-jump-ms", clock_jump_ms, 1, kMaxMilliseconds, "N",
+                      "longest silence replayed cycle by cycle; a later time stamp is a clock\n"
+                      "jump. Whole milliseconds above --alive-timeout-ms, up to 86400000\n"
+                      "(default 5000; used as at least the alive timeout plus two cycles)");
+  input_options.AddTo(command_line);
+  command_line.Text("--out", out_path, "FILE", "write the JSON lines to FILE instead of standard output");
+  command_line.Text("--summary-json", summary_path, "FILE",
+                    "write a summary as one JSON object to FILE: \"cycles\" run, \"failed_cycles\"\n"
+                    "(ProcessFsrlInput returned kFailure), \"lost_comm_cycles\" (cycles in lost\n"
+                    "communication) and \"lost_comm_periods\" ([{\"from\": T, \"until\": T or null}]),\n"
+                    "\"detection_scans\" and \"status_publications\" written, \"frames\" read,\n"
+                    "\"frames_handed_over\" and \"frames_per_group\" (by group name),\n"
+                    "\"unmapped_frames\", \"remote_frames\", \"error_frames\", \"malformed_lines\",\n"
+                    "\"process_fsrl_input_us\" ({\"p50\", \"p99\", \"max\"}: wall-clock time of one\n"
+                    "ProcessFsrlInput call in microseconds, the subscribers' getter calls\n"
+                    "included), \"t0\", \"cycle_ms\", \"alive_timeout_ms\", \"hal_log_lines\",\n"
+                    "\"lost_comm_period_count\" (\"lost_comm_periods\" lists the first 100),\n"
+                    "\"lost_comm_ms\", \"clock_jumps_forward\", \"clock_jumps_backward\" and\n"
+                    "\"clock_jump_ms\"");
+  hal_options.AddTo(command_line);
+  if (const std::optional<int> done = command_line.Parse(args, out, err)) {
+    return *done;
   }
-  if (command.help) {
-    std::fputs(kReplayHelp, out);
-    return kExitOk;
+  if (const std::string problem = input_options.Check(); !problem.empty()) {
+    return command_line.UsageError(err, problem);
+  }
+  if (clock_jump_ms <= alive_timeout_ms) {
+    return command_line.UsageError(err, "--clock-jump-ms: must exceed the alive timeout (" +
+                                            std::to_string(alive_timeout_ms) +
+                                            " ms), or lost communication would go unseen across a jump");
   }
 
   ReplayOptions options;
-  options.cycle_ns = static_cast<std::int64_t>(command.cycle_ms) * kNsPerMs;
-  options.alive_timeout_ns = static_cast<std::int64_t>(command.alive_timeout_ms) * kNsPerMs;
-  options.clock_jump_threshold_ns = static_cast<std::int64_t>(command.clock_jump_ms) * kNsPerMs;
-  options.hal_log = command.hal_log;
-  // Progress only where someone watches, and not where it would be mixed into the JSON lines on the same terminal.
-  options.progress = ::isatty(::fileno(err)) == 1 && (!command.out_path.empty() || ::isatty(::fileno(out)) != 1);
-  if (!command.frame_map_path.empty()) {
-    std::string map_error;
-    if (!FrameMap::Load(command.frame_map_path, options.frame_map, map_error)) {
-      std::fprintf(err, "fsrl replay: %s\n", map_error.c_str());
-      return kExitUsage;
-    }
+  options.cycle_ns = static_cast<std::int64_t>(cycle_ms) * kNsPerMs;
+  options.alive_timeout_ns = static_cast<std::int64_t>(alive_timeout_ms) * kNsPerMs;
+  options.clock_jump_threshold_ns = static_cast<std::int64_t>(clock_jump_ms) * kNsPerMs;
+  options.hal_log = hal_options.hal_log;
+  options.progress = ProgressWanted(err, out, !out_path.empty());
+  if (!input_options.LoadFrameMap(options.frame_map, command_line, err)) {
+    return kExitUsage;
   }
 
-  InputFile input(command.log_path);
+  const std::string& log_path = input_options.log_path();
+  InputFile input(log_path);
   if (input.fd() < 0) {
-    std::fprintf(err, "fsrl replay: cannot open '%s': %s\n", command.log_path.c_str(), std::strerror(input.error()));
+    std::fprintf(err, "fsrl replay: cannot open '%s': %s\n", log_path.c_str(), std::strerror(input.error()));
     return kExitFailure;
   }
   // Both output files are opened before the replay, so that a bad path fails at once and not after a long run.
   OutputFile out_file;
-  if (!command.out_path.empty() && !out_file.Open(command.out_path)) {
-    std::fprintf(err, "fsrl replay: cannot open '%s' for writing: %s\n", command.out_path.c_str(),
+  if (!out_path.empty() && !out_file.Open(out_path)) {
+    std::fprintf(err, "fsrl replay: cannot open '%s' for writing: %s\n", out_path.c_str(),
                  std::strerror(out_file.error()));
     return kExitFailure;
   }
   OutputFile summary_file;
-  if (!command.summary_path.empty() && !summary_file.Open(command.summary_path)) {
-    std::fprintf(err, "fsrl replay: cannot open '%s' for writing: %s\n", command.summary_path.c_str(),
+  if (!summary_path.empty() && !summary_file.Open(summary_path)) {
+    std::fprintf(err, "fsrl replay: cannot open '%s' for writing: %s\n", summary_path.c_str(),
                  std::strerror(summary_file.error()));
     return kExitFailure;
   }
@@ -396,50 +212,46 @@ int RunReplay(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
   std::uint64_t lines = 0;
   {
     ReplaySession session(options, out_file.get() != nullptr ? out_file.get() : out, err, &summary);
-    CandumpReader reader(input.fd());
+    LogFrameReader reader(input, err, "replay");
     CanFrame frame;
     bool reading = true;
     while (reading) {
-      const CandumpReader::Result result = reader.Next(frame);
-      switch (result) {
-        case CandumpReader::Result::kEnd:
+      switch (reader.Next(frame)) {
+        case LogFrameReader::Result::kEnd:
           reading = false;
           break;
-        case CandumpReader::Result::kReadError:
-          std::fprintf(err, "fsrl replay: %s: read error: %s\n", input.display_name().c_str(), reader.reason());
+        case LogFrameReader::Result::kReadError:
           status = kExitFailure;
           reading = false;
           break;
-        case CandumpReader::Result::kMalformed:
-          ++summary.malformed_lines;
-          std::fprintf(err, "%s:%llu: %s\n", input.display_name().c_str(),
-                       static_cast<unsigned long long>(reader.line_number()), reader.reason());
+        case LogFrameReader::Result::kMalformed:
           break;
-        case CandumpReader::Result::kFrame:
+        case LogFrameReader::Result::kFrame:
           reading = session.Feed(frame, reader.line_number());
           break;
       }
     }
-    lines = reader.lines_read();
+    lines = reader.lines();
+    summary.malformed_lines = reader.malformed();
     if (session.Finish() != kReplayOk) {
       status = kExitFailure;
     }
   }
   // A write error the replay already reported is not reported again when the file is closed.
   if (!out_file.Close() && status == kExitOk) {
-    std::fprintf(err, "fsrl replay: cannot write '%s': %s\n", command.out_path.c_str(),
+    std::fprintf(err, "fsrl replay: cannot write '%s': %s\n", out_path.c_str(),
                  std::strerror(out_file.error()));
     status = kExitFailure;
   }
   if (summary_file.get() != nullptr) {
     WriteSummaryJson(summary, summary_file.get());
     if (!summary_file.Close()) {
-      std::fprintf(err, "fsrl replay: cannot write '%s': %s\n", command.summary_path.c_str(),
+      std::fprintf(err, "fsrl replay: cannot write '%s': %s\n", summary_path.c_str(),
                    std::strerror(summary_file.error()));
       status = kExitFailure;
     }
   }
-  PrintSummary(err, summary, lines, command.hal_log);
+  PrintSummary(err, summary, lines, hal_options.hal_log);
   return status;
 }
 

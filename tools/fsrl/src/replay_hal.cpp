@@ -23,20 +23,6 @@ constexpr std::uint64_t kFramesPerDrain = 256;
 
 }  // namespace
 
-void HalLogSink::Write(const zol::log::LogRecord& record) {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  ++count_;
-  if (forward_ && err_ != nullptr) {
-    std::fprintf(err_, "[%.*s] %s: %.*s\n", static_cast<int>(record.context_id.size()), record.context_id.data(),
-                 zol::log::ToString(record.level), static_cast<int>(record.message.size()), record.message.data());
-  }
-}
-
-std::uint64_t HalLogSink::count() const {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  return count_;
-}
-
 ReplayHal::ReplayHal(std::FILE* err, bool forward_log) : log_sink_(err, forward_log), scoped_sink_(&log_sink_) {
   // A cycle normally brings one or two notifications of each kind.
   pending_.order.reserve(8);

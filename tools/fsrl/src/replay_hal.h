@@ -17,6 +17,7 @@
 #include "frontsideradarlefthal_types.h"
 #include "fsrl/candump_reader.h"
 #include "fsrl/frame_map.h"
+#include "fsrl/hal_log_sink.h"
 #include "zol/afw/core/executable.h"
 #include "zol/afw/core/notifier.h"
 #include "zol/log/logging.h"
@@ -24,21 +25,6 @@
 #include "zol/signalcomm/service.h"
 
 namespace fsrl::internal {
-
-// Keeps the HAL's log lines off the error stream unless asked for. The signal service's thread may log too,
-// hence the lock.
-class HalLogSink : public zol::log::Sink {
- public:
-  HalLogSink(std::FILE* err, bool forward) : err_(err), forward_(forward) {}
-  void Write(const zol::log::LogRecord& record) override;
-  std::uint64_t count() const;
-
- private:
-  std::FILE* err_;
-  bool forward_;
-  mutable std::mutex mutex_;
-  std::uint64_t count_ = 0;
-};
 
 // The notifications of one cycle, in the order they came. They are collected inside ProcessFsrlInput and written
 // after it, so that the measured time is the HAL's and not the output's.

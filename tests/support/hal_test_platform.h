@@ -1,0 +1,26 @@
+// The platform state a test needs before it creates the HAL, as an application's start-up leaves it: no
+// transaction, the signal service knowing the radar's groups, no device activations, and the executable's dispatch
+// queue run step by step by the test.
+#ifndef FSRL_TESTS_SUPPORT_HAL_TEST_PLATFORM_H
+#define FSRL_TESTS_SUPPORT_HAL_TEST_PLATFORM_H
+
+#include "device_activator/device_activator.h"
+#include "initialfrontsideradarlefthal_e2e_database.h"
+#include "zol/afw/core/executable.h"
+#include "zol/afw/core/transaction.h"
+#include "zol/signalcomm/service.h"
+
+namespace fsrl_test {
+
+inline void ResetPlatformForHal(zol::afw::core::Executable& executable) {
+  zol::afw::core::Transaction::ResetForTesting();
+  zol::signalcomm::Service::Instance().Reset();
+  zol::signalcomm::Service::Instance().DefineSignalGroups(initialfrontsideradarlefthal_signal_groups,
+                                                          initialfrontsideradarlefthal_signal_group_count);
+  device_activator::DeviceActivationService::Instance().Reset();
+  executable.execution_context()->dispatch_queue().SetStepMode(true);
+}
+
+}  // namespace fsrl_test
+
+#endif  // FSRL_TESTS_SUPPORT_HAL_TEST_PLATFORM_H

@@ -1,0 +1,85 @@
+// What the tests of the fsrl commands share: running a command on private streams, and reading what it wrote.
+#ifndef FSRL_TESTS_TOOLS_TOOL_TEST_SUPPORT_H
+#define FSRL_TESTS_TOOLS_TOOL_TEST_SUPPORT_H
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "json_test_parser.h"
+#include "temp_dir.h"
+
+namespace fsrl_test {
+
+// What a command returned and wrote.
+struct CommandRun {
+  int exit_code = -1;
+  std::string out;
+  std::string err;
+};
+
+// Runs @p run(out, err) with both streams on temporary files and collects what it wrote.
+template <typename Run>
+CommandRun RunWithStreams(Run run) {
+  CommandRun result;
+  std::FILE* out = std::tmpfile();
+  std::FILE* err = std::tmpfile();
+  result.exit_code = run(out, err);
+  result.out = ReadAll(out);
+  result.err = ReadAll(err);
+  std::fclose(out);
+  std::fclose(err);
+  return result;
+}
+
+using CommandFunction = int (*)(const std::vector<std::string>& args, std::FILE* out, std::FILE* err);
+
+// Runs an fsrl command (fsrl::RunReplay, ...) with @p args, as the executable would after the command's name.
+inline CommandRun RunCommand(CommandFunction command, const std::vector<std::string>& args) {
+  return RunWithStreams([&](std::FILE* out, std::FILE* err) { return command(args, out, err); });
+}
+
+// All of the file at @p path; empty when it cannot be read.
+inline std::string ReadFile(const std::string& path) {
+  std::FILE* file = std::fopen(path.c_str(), "rb");
+  if (file == nullptr) {
+    return {};
+  }
+  std::string text = ReadAll(file);
+  std::fclose(file);
+  return text;
+}
+
+// One JSON value per line of @p text; every line must end with a line feed and parse.
+inline std::vector<JsonValue> ParseJsonLines(const std::string& text) {
+  std::vector<JsonValue> lines;
+  std::size_t start = 0;
+  while (start < text.size()) {
+    std::size_t end = text.find('\n', start);
+    EXPECT_NE(end, std::string::npos) << "every output line ends with a line feed";
+    if (end == std::string::npos) {
+      end = text.size();
+    }
+    JsonValue value;
+    EXPECT_TRUE(JsonParser::Parse(text.substr(start, end - start), value)) << text.substr(start, end - start);
+    lines.push_back(value);
+    start = end + 1;
+  }
+  return lines;
+}
+
+// How often @p what occurs in @p text, without overlaps.
+inline std::size_t Count(const std::string& text, const std::string& what) {
+  std::size_t count = 0;
+  for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + what.size())) {
+    ++count;
+  }
+  return count;
+}
+
+}  // namespace fsrl_test
+
+#endif  // FSRL_TESTS_TOOLS_TOOL_TEST_SUPPORT_H
