@@ -1,9 +1,11 @@
 // `fsrl simulate`: writes the candump log of a simulated left front corner radar, faults included on request.
 #include <cerrno>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "fsrl/frame_writer.h"
 #include "fsrl/simulator.h"
 #include "fsrl_cli.h"
 
@@ -14,7 +16,9 @@ const char kSimulateHelp[] =
     "Usage: fsrl simulate --scans N --out LOG [--seed S] [--period-ms MS] [--start-counter C]\n"
     "                     [--fault FAULT]...\n"
     "\n"
-    "Writes LOG ('-' for standard output), a `candump -l` log of a simulated left front corner radar:\n"
+    "Writes LOG ('-' for standard output), a log of a simulated left front corner radar in the format of\n"
+    "LOG's extension (.log `candump -l`, .asc Vector ASC, .blf Vector BLF; '-' and names without an\n"
+    "extension candump):\n"
     "a car drives along a street at about 8 m/s; the radar (3.6 m forward, 0.8 m left, turned 50 degrees\n"
     "to the left, field of view +-75 degrees, range 80 m) sees overtaking and oncoming traffic, walkers,\n"
     "parked cars, trees and clutter. Every scan has 200 detection slots (unused ones marked unpopulated),\n"
@@ -169,14 +173,14 @@ int RunSimulate(const std::vector<std::string>& args, std::FILE* out, std::FILE*
   }
 
   const bool to_stdout = command_line.out_path == "-";
-  std::FILE* log = to_stdout ? out : std::fopen(command_line.out_path.c_str(), "wb");
-  if (log == nullptr) {
-    std::fprintf(err, "fsrl simulate: cannot open '%s': %s\n", command_line.out_path.c_str(), std::strerror(errno));
+  std::string open_error;
+  const std::unique_ptr<FrameWriter> writer = OpenFrameWriter(command_line.out_path, &open_error, out);
+  if (writer == nullptr) {
+    std::fprintf(err, "fsrl simulate: %s\n", open_error.c_str());
     return kExitFailure;
   }
   // Each scan's frames are written as the scan is made, so a run of any length takes the same memory.
   Simulator simulator(command_line.options);
-  CandumpLogWriter writer(log);
   SimulatedScan scan;
   std::vector<CanFrame> frames;
   std::size_t scans = 0;
@@ -186,17 +190,12 @@ int RunSimulate(const std::vector<std::string>& args, std::FILE* out, std::FILE*
     ++scans;
     frame_count += frames.size();
     for (const CanFrame& frame : frames) {
-      written = writer.Write(frame) && written;
+      written = writer->Write(frame) && written;
     }
   }
-  written = writer.Finish() && written;
-  const int write_errno = errno;
-  if (!to_stdout) {
-    written = (std::fclose(log) == 0) && written;
-  }
+  written = writer->Finish() && written;
   if (!written) {
-    std::fprintf(err, "fsrl simulate: cannot write '%s': %s\n", command_line.out_path.c_str(),
-                 std::strerror(write_errno));
+    std::fprintf(err, "fsrl simulate: %s\n", writer->error().c_str());
     return kExitFailure;
   }
   std::fprintf(err, "fsrl simulate: %zu scans, %zu frames, %zu fault(s) written to %s\n", scans, frame_count,

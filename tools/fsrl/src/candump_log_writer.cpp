@@ -1,4 +1,5 @@
 // Simulator concern: the log writer: frames out as candump lines, through a block of fixed size.
+#include <cerrno>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -18,18 +19,18 @@ bool CandumpLogWriter::Write(const CanFrame& frame) {
   if (block_.size() >= kBlockBytes - 256U) {
     return Flush();
   }
-  return ok_;
+  return ok();
 }
 
 bool CandumpLogWriter::Flush() {
-  if (ok_ && !block_.empty() && std::fwrite(block_.data(), 1, block_.size(), out_) != block_.size()) {
-    ok_ = false;
+  if (ok() && !block_.empty() && std::fwrite(block_.data(), 1, block_.size(), out_) != block_.size()) {
+    FailErrno(errno);
   }
   block_.clear();
-  return ok_;
+  return ok();
 }
 
-bool CandumpLogWriter::Finish() { return Flush() && std::fflush(out_) == 0; }
+bool CandumpLogWriter::Finish() { return Flush() && (std::fflush(out_) == 0 || FailErrno(errno)); }
 
 bool WriteCandumpLog(const std::vector<CanFrame>& frames, std::FILE* out) {
   CandumpLogWriter writer(out);
