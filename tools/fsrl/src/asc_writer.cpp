@@ -116,7 +116,7 @@ class AscWriter final : public FrameWriter {
       return false;
     }
     if (frame.timestamp_ns < start_ns_) {
-      return Fail("frame at " + std::to_string(frame.timestamp_ns) + " ns is earlier than the start of measurement (" +
+      return Refuse("frame at " + std::to_string(frame.timestamp_ns) + " ns is earlier than the start of measurement (" +
                   std::to_string(start_ns_) + " ns, the first frame's millisecond); ASC times cannot be negative");
     }
     AppendTime(frame.timestamp_ns - start_ns_);
@@ -137,15 +137,20 @@ class AscWriter final : public FrameWriter {
   }
 
   bool Finish() override {
-    if (ok() && !started_) {
+    if (finished_) {
+      return ok();
+    }
+    finished_ = true;
+    if (output_ok() && !started_) {
       // Nothing was logged: the measurement starts when the file is made, as a recorder's would.
       const std::int64_t now_ns = static_cast<std::int64_t>(std::time(nullptr)) * 1000000000;
       Start(now_ns);
     }
-    if (ok()) {
+    if (output_ok()) {
       block_ += "End TriggerBlock\n";
     }
-    return Flush() && (std::fflush(out_) == 0 || FailErrno(errno));
+    // A refused frame leaves the file whole, but the run is not.
+    return Flush() && (std::fflush(out_) == 0 || FailErrno(errno)) && ok();
   }
 
  private:
@@ -240,16 +245,17 @@ class AscWriter final : public FrameWriter {
   }
 
   bool Flush() {
-    if (ok() && !block_.empty() && std::fwrite(block_.data(), 1, block_.size(), out_) != block_.size()) {
+    if (output_ok() && !block_.empty() && std::fwrite(block_.data(), 1, block_.size(), out_) != block_.size()) {
       FailErrno(errno);
     }
     block_.clear();
-    return ok();
+    return output_ok();
   }
 
   std::FILE* out_;
   std::string block_;
   bool started_ = false;
+  bool finished_ = false;
   std::int64_t start_ns_ = 0;
 };
 

@@ -116,7 +116,7 @@ class BlfWriter final : public FrameWriter {
       return false;
     }
     if (frame.timestamp_ns < start_ns_) {
-      return Fail("frame at " + std::to_string(frame.timestamp_ns) + " ns is earlier than the start time (" +
+      return Refuse("frame at " + std::to_string(frame.timestamp_ns) + " ns is earlier than the start time (" +
                   std::to_string(start_ns_) + " ns, the first frame's millisecond); BLF times cannot be negative");
     }
     const std::uint64_t stamp = static_cast<std::uint64_t>(frame.timestamp_ns - start_ns_);
@@ -189,14 +189,14 @@ class BlfWriter final : public FrameWriter {
       return ok();
     }
     finished_ = true;
-    if (ok() && !header_written_) {
+    if (output_ok() && !header_written_) {
       // Nothing was logged: the measurement starts when the file is made, as a recorder's would.
       Start(static_cast<std::int64_t>(std::time(nullptr)) * 1000000000);
     }
-    if (ok() && !data_.empty()) {
+    if (output_ok() && !data_.empty()) {
       WriteContainer();
     }
-    if (!ok()) {
+    if (!output_ok()) {
       return false;
     }
     std::uint8_t header[kFileHeaderSize];
@@ -206,13 +206,14 @@ class BlfWriter final : public FrameWriter {
     }
     if (std::fseek(out_, 0, SEEK_SET) != 0) {
       // A pipe cannot take the statistics; readers do without them.
-      return errno == ESPIPE || FailErrno(errno);
+      return (errno == ESPIPE || FailErrno(errno)) && ok();
     }
     if (std::fwrite(header, 1, sizeof header, out_) != sizeof header || std::fseek(out_, 0, SEEK_END) != 0 ||
         std::fflush(out_) != 0) {
       return FailErrno(errno);
     }
-    return true;
+    // A refused frame leaves the file whole, but the run is not.
+    return ok();
   }
 
  private:

@@ -52,8 +52,15 @@ class FrameWriter {
 
  protected:
   FrameWriter() = default;
-  /// Records the first failure (later ones are consequences of it). @return false, for `return Fail(...)`
+  /// Records a failure of the output (later failures are consequences of it): nothing more is written.
+  /// @return false, for `return Fail(...)`
   bool Fail(std::string reason, int errno_value = 0) {
+    output_ok_ = false;
+    return Refuse(std::move(reason), errno_value);
+  }
+  /// Records a frame the format cannot hold: later frames are dropped, but Finish still completes the file, so
+  /// that the frames before it stay readable. @return false
+  bool Refuse(std::string reason, int errno_value = 0) {
     if (ok_) {
       ok_ = false;
       error_ = std::move(reason);
@@ -63,10 +70,14 @@ class FrameWriter {
   }
   /// Records a failed system call by its errno.
   bool FailErrno(int errno_value);
+  /// Whether nothing failed and no frame was refused.
   bool ok() const { return ok_; }
+  /// Whether the output still takes bytes.
+  bool output_ok() const { return output_ok_; }
 
  private:
   bool ok_ = true;
+  bool output_ok_ = true;
   std::string error_;
   int errno_value_ = 0;
 };
