@@ -249,8 +249,9 @@ class BlfWriter final : public FrameWriter {
 
   bool WriteContainer() {
     if (!zlib_ready_) {
-      // Level 6, zlib's default: most of the size gain of the higher levels at a fraction of their time.
-      if (deflateInit(&zs_, Z_DEFAULT_COMPRESSION) != Z_OK) {
+      // zlib's fastest level: on radar frames it writes twice as many frames per second as the default level for
+      // files 3 % larger (bench/bench_frame_writers.cpp).
+      if (deflateInit(&zs_, Z_BEST_SPEED) != Z_OK) {
         return Fail("zlib cannot be set up");
       }
       zlib_ready_ = true;
