@@ -68,7 +68,7 @@ void AppendDecimal(std::string& out, std::uint64_t value) {
   }
 }
 
-// Appends @p field left-aligned in @p width columns (at least one blank after it is the caller's).
+// Pads the field written since @p start with blanks to @p width columns (the blank after it is the caller's).
 void AppendPadded(std::string& out, std::size_t start, std::size_t width) {
   const std::size_t written = out.size() - start;
   if (written < width) {
