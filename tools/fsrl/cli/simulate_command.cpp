@@ -5,9 +5,11 @@
 #include <cstring>
 #include <optional>
 #include <string>
+#include <memory>
 #include <vector>
 
 #include "fsrl/command_line.h"
+#include "fsrl/frame_writer.h"
 #include "fsrl/input_file.h"
 #include "fsrl/progress.h"
 #include "fsrl/simulator.h"
@@ -22,7 +24,9 @@ const char kSimulateUsage[] =
 
 const char kSimulateAbout[] =
     "\n"
-    "Writes LOG ('-' for standard output), a `candump -l` log of a simulated left front corner radar:\n"
+    "Writes LOG ('-' for standard output), a log of a simulated left front corner radar in the format of\n"
+    "LOG's extension (.log `candump -l`, .asc Vector ASC, .blf Vector BLF; '-' and names without an\n"
+    "extension candump):\n"
     "a car drives along a street at about 8 m/s; the radar (3.6 m forward, 0.8 m left, turned 50 degrees\n"
     "to the left, field of view +-75 degrees, range 80 m) sees overtaking and oncoming traffic, walkers,\n"
     "parked cars, trees and clutter. Every scan has 200 detection slots (unused ones marked unpopulated),\n"
@@ -52,6 +56,7 @@ int RunSimulate(const std::vector<std::string>& args, std::FILE* out, std::FILE*
   std::uint64_t period_ms = 50;
   std::uint64_t start_counter = 0;
   std::string out_path;
+  std::string format_error;
   std::vector<std::string> fault_texts;
   command_line.Number("--scans", scans, 1, 10000000, "N", "number of scans to simulate (required, 1..10000000)");
   command_line.Text("--out", out_path, "LOG", "where to write the log (required; '-' for standard output)");
@@ -86,6 +91,10 @@ int RunSimulate(const std::vector<std::string>& args, std::FILE* out, std::FILE*
   if (out_path.empty()) {
     return command_line.UsageError(err, "missing option '--out LOG'");
   }
+  // The format comes from the name: a mistyped extension is a usage error before anything is simulated.
+  if (LogFormat format{}; out_path != "-" && !FrameWriterFormatForPath(out_path, format, &format_error)) {
+    return command_line.UsageError(err, "--out: " + format_error);
+  }
   options.scans = static_cast<std::uint32_t>(scans);
   options.seed = seed;
   options.period_ns = static_cast<std::int64_t>(period_ms) * 1000000;
@@ -104,14 +113,14 @@ int RunSimulate(const std::vector<std::string>& args, std::FILE* out, std::FILE*
 
   const bool to_stdout = out_path == "-";
   ProgressLine progress(err, ProgressWanted(err, out, !to_stdout));
-  OutputFile log;
-  if (!log.Open(out_path, out)) {
-    std::fprintf(err, "fsrl simulate: cannot open '%s': %s\n", out_path.c_str(), std::strerror(log.error()));
+  std::string open_error;
+  const std::unique_ptr<FrameWriter> writer = OpenFrameWriter(out_path, &open_error, out);
+  if (writer == nullptr) {
+    std::fprintf(err, "fsrl simulate: %s\n", open_error.c_str());
     return kExitFailure;
   }
   // Each scan's frames are written as the scan is made, so a run of any length takes the same memory.
   Simulator simulator(options);
-  CandumpLogWriter writer(log.get());
   SimulatedScan scan;
   std::vector<CanFrame> frames;
   std::size_t scan_count = 0;
@@ -121,19 +130,17 @@ int RunSimulate(const std::vector<std::string>& args, std::FILE* out, std::FILE*
     ++scan_count;
     frame_count += frames.size();
     for (const CanFrame& frame : frames) {
-      written = writer.Write(frame) && written;
+      written = writer->Write(frame) && written;
     }
     if (progress.Due()) {
       progress.Show("fsrl simulate: " + std::to_string(scan_count) + " of " + std::to_string(options.scans) +
                     " scans written");
     }
   }
-  written = writer.Finish() && written;
-  const int write_errno = errno;
+  written = writer->Finish() && written;
   progress.Clear();
-  if (!log.Close() || !written) {
-    std::fprintf(err, "fsrl simulate: cannot write '%s': %s\n", out_path.c_str(),
-                 std::strerror(log.error() != 0 ? log.error() : write_errno));
+  if (!written) {
+    std::fprintf(err, "fsrl simulate: %s\n", writer->error().c_str());
     return kExitFailure;
   }
   std::fprintf(err, "fsrl simulate: %zu scans, %zu frames, %zu fault(s) written to %s\n", scan_count, frame_count,

@@ -18,6 +18,7 @@
 
 #include "fsrl/candump_reader.h"
 #include "fsrl/frame_map.h"
+#include "fsrl/frame_writer.h"
 
 namespace fsrl {
 
@@ -149,21 +150,21 @@ class Simulator {
 /// be valid (ValidateSimulationOptions); otherwise the result is empty.
 Simulation Simulate(const SimulationOptions& options);
 
-/// @brief Writes frames as a candump log, one line per frame, through a fixed-size block.
-class CandumpLogWriter {
+/// @brief Writes frames as a candump log, one line per frame, through a fixed-size block; the candump writer of
+/// OpenFrameWriter.
+class CandumpLogWriter final : public FrameWriter {
  public:
   explicit CandumpLogWriter(std::FILE* out);
   /// @return false once a write failed (later frames are dropped)
-  bool Write(const CanFrame& frame);
+  bool Write(const CanFrame& frame) override;
   /// @brief Writes what is left and flushes the stream. @return false when any write failed
-  bool Finish();
+  bool Finish() override;
 
  private:
   static constexpr std::size_t kBlockBytes = std::size_t{1} << 16;
   bool Flush();
   std::FILE* out_;
   std::string block_;
-  bool ok_ = true;
 };
 
 /// @brief Writes @p frames as a candump log, one line per frame (interface "can0").
