@@ -9,9 +9,9 @@ namespace {
 
 using Json = nlohmann::json;
 
-// Builds a JsonValue tree from the parser's events. The parser itself is not recursive, and neither is this
-// builder (an explicit stack of open containers), so deep nesting costs memory in proportion to the text, never
-// the call stack.
+// Builds a JsonValue tree from the parser's events. The parser is not recursive, and neither is this builder (an
+// explicit stack of open containers); but a tree is destroyed recursively, so nesting is refused beyond
+// kMaxJsonDepth levels before it could cost the stack.
 class TreeBuilder : public nlohmann::json_sax<Json> {
  public:
   explicit TreeBuilder(JsonValue& root) : root_(root) {}
@@ -37,6 +37,9 @@ class TreeBuilder : public nlohmann::json_sax<Json> {
   }
   bool binary(binary_t& /*value*/) override { return false; }  // never produced by the text parser
   bool start_object(std::size_t /*elements*/) override {
+    if (!CanOpen()) {
+      return false;
+    }
     JsonValue& added = Add();
     added.kind = JsonValue::Kind::kObject;
     open_.push_back(&added);
@@ -51,6 +54,9 @@ class TreeBuilder : public nlohmann::json_sax<Json> {
     return true;
   }
   bool start_array(std::size_t /*elements*/) override {
+    if (!CanOpen()) {
+      return false;
+    }
     JsonValue& added = Add();
     added.kind = JsonValue::Kind::kArray;
     open_.push_back(&added);
@@ -68,9 +74,18 @@ class TreeBuilder : public nlohmann::json_sax<Json> {
   }
 
   std::size_t error_position() const { return error_position_; }
+  std::size_t containers_opened() const { return containers_opened_; }
   const std::string& error() const { return error_; }
 
  private:
+  bool CanOpen() {
+    ++containers_opened_;
+    if (open_.size() >= kMaxJsonDepth) {
+      error_ = "nesting deeper than " + std::to_string(kMaxJsonDepth) + " levels";
+      return false;
+    }
+    return true;
+  }
   bool Number(const std::string& text) {
     JsonValue& added = Add();
     added.kind = JsonValue::Kind::kNumber;
@@ -94,6 +109,7 @@ class TreeBuilder : public nlohmann::json_sax<Json> {
   JsonValue& root_;
   std::vector<JsonValue*> open_;
   std::size_t error_position_ = 0;
+  std::size_t containers_opened_ = 0;
   std::string error_;
 };
 
@@ -121,7 +137,12 @@ bool ParseJson(std::string_view text, JsonValue& value, std::string& error) {
   TreeBuilder builder(value);
   // Strict: one document and nothing after it but blanks.
   if (!Json::sax_parse(text.begin(), text.end(), &builder, nlohmann::detail::input_format_t::json, true)) {
-    error = "offset " + std::to_string(builder.error_position()) + ": " + builder.error();
+    if (builder.error_position() == 0) {
+      // Refused by the builder, not the parser: the parser has no position to give, so name the container.
+      error = "container " + std::to_string(builder.containers_opened()) + ": " + builder.error();
+    } else {
+      error = "offset " + std::to_string(builder.error_position()) + ": " + builder.error();
+    }
     value = JsonValue();
     return false;
   }

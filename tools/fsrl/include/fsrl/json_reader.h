@@ -13,6 +13,10 @@
 
 namespace fsrl {
 
+/// Deepest nesting of arrays and objects ParseJson takes: far beyond any document the tools read, and shallow
+/// enough that destroying the tree (recursive) never threatens the stack.
+constexpr std::size_t kMaxJsonDepth = 512;
+
 /// One JSON value. Object members stay in document order (duplicates included: Find returns the first).
 struct JsonValue {
   enum class Kind { kNull, kBool, kNumber, kString, kArray, kObject };
