@@ -164,8 +164,8 @@ TEST(DecodeCsvWriter, RowFillsItsGroupsColumnsAndLeavesTheOthersEmpty) {
   ASSERT_EQ(fields.size(), columns.size());
   EXPECT_THAT(std::vector<std::string>(fields.begin(), fields.begin() + 9),
               ElementsAre("1700000000.050000", "1700000000050000000", "2", "1024", "false", fsrl::GroupName(0), "-1",
-                          "kE2eWrongCRC", std::to_string(static_cast<int>(
-                                              zol::afw::core::SignalPropertyStatusCode::kE2eWrongCRC))));
+                          "kE2eWrongCRC",
+                          std::to_string(static_cast<int>(zol::afw::core::SignalPropertyStatusCode::kE2eWrongCRC))));
   std::size_t filled = 0;
   for (std::size_t column = 9; column < columns.size(); ++column) {
     if (!fields[column].empty()) {
@@ -174,8 +174,8 @@ TEST(DecodeCsvWriter, RowFillsItsGroupsColumnsAndLeavesTheOthersEmpty) {
   }
   EXPECT_EQ(filled, info.field_count);
   for (std::size_t i = 0; i < info.field_count; ++i) {
-    const auto column = static_cast<std::size_t>(
-        std::find(columns.begin(), columns.end(), info.fields[i].name) - columns.begin());
+    const auto column =
+        static_cast<std::size_t>(std::find(columns.begin(), columns.end(), info.fields[i].name) - columns.begin());
     ASSERT_LT(column, columns.size());
     const double expected =
         info.fields[i].kind == meta::FieldKind::kDouble ? 0.25 + static_cast<double>(i) : static_cast<double>(i);

@@ -12,8 +12,8 @@ using fsrl::ParseJson;
 TEST(JsonReader, NumbersKeepTheTextTheyWereWrittenWith) {
   JsonValue value;
   std::string error;
-  ASSERT_TRUE(ParseJson(R"({"t": 1700000000.050000, "f": 0.1, "big": 18364758544493064720, "n": -1, "e": 1e-7})",
-                        value, error))
+  ASSERT_TRUE(
+      ParseJson(R"({"t": 1700000000.050000, "f": 0.1, "big": 18364758544493064720, "n": -1, "e": 1e-7})", value, error))
       << error;
   EXPECT_EQ(value["t"].text, "1700000000.050000");
   EXPECT_EQ(value["f"].text, "0.1");

@@ -37,7 +37,7 @@ std::uint32_t Crc(const std::string& bytes, std::size_t from, std::size_t to) {
 
 struct Record {
   std::uint8_t opcode;
-  std::size_t offset;   // of the opcode
+  std::size_t offset;  // of the opcode
   std::string content;
 };
 
@@ -161,8 +161,8 @@ TEST(McapWriter, ZstdChunkDecompressesToItsMessagesWithTheirCrc) {
   EXPECT_EQ(content.substr(32, compression_length), "zstd");
   const std::size_t records_at = 32 + compression_length + 8;
   std::string plain(uncompressed_size, '\0');
-  const std::size_t got = ZSTD_decompress(plain.data(), plain.size(), content.data() + records_at,
-                                          content.size() - records_at);
+  const std::size_t got =
+      ZSTD_decompress(plain.data(), plain.size(), content.data() + records_at, content.size() - records_at);
   ASSERT_EQ(got, uncompressed_size) << ZSTD_getErrorName(got);
   EXPECT_EQ(Crc(plain, 0, plain.size()), crc);
   EXPECT_EQ(static_cast<std::uint8_t>(plain[0]), 0x05);

@@ -96,8 +96,8 @@ void Header(CsvWriter& csv, const std::vector<std::string>& columns) {
   csv.EndRow();
 }
 
-const char* const kDecodeFixedColumns[] = {"t",      "t_ns",   "channel",    "id", "extended",
-                                           "group",  "result", "status",     "status_code"};
+const char* const kDecodeFixedColumns[] = {"t",     "t_ns",   "channel", "id",         "extended",
+                                           "group", "result", "status",  "status_code"};
 
 }  // namespace
 
@@ -198,12 +198,27 @@ struct ReplayCsvWriter::Table {
 };
 
 const std::vector<std::string>& ReplayCsvWriter::DetectionColumns() {
-  static const std::vector<std::string> columns = {
-      "t",          "t_ns",         "scan_id",           "is_valid",          "time_stamp_short_range",
-      "time_stamp_near_range",      "time_stamp_mid_range", "time_stamp_long_range", "mounting_x_offset",
-      "mounting_y_offset",          "mounting_phi_offset",  "detection",         "snr",
-      "rcs",        "azimuth",      "elevation",         "range",             "range_rate",
-      "is_dynamic", "mode",         "quality_aggregated"};
+  static const std::vector<std::string> columns = {"t",
+                                                   "t_ns",
+                                                   "scan_id",
+                                                   "is_valid",
+                                                   "time_stamp_short_range",
+                                                   "time_stamp_near_range",
+                                                   "time_stamp_mid_range",
+                                                   "time_stamp_long_range",
+                                                   "mounting_x_offset",
+                                                   "mounting_y_offset",
+                                                   "mounting_phi_offset",
+                                                   "detection",
+                                                   "snr",
+                                                   "rcs",
+                                                   "azimuth",
+                                                   "elevation",
+                                                   "range",
+                                                   "range_rate",
+                                                   "is_dynamic",
+                                                   "mode",
+                                                   "quality_aggregated"};
   return columns;
 }
 

@@ -140,8 +140,7 @@ std::uint16_t McapWriter::AddSchema(std::string_view name, std::string_view enco
   return id;
 }
 
-std::uint16_t McapWriter::AddChannel(std::uint16_t schema_id, std::string_view topic,
-                                     std::string_view message_encoding,
+std::uint16_t McapWriter::AddChannel(std::uint16_t schema_id, std::string_view topic, std::string_view message_encoding,
                                      const std::map<std::string, std::string>& metadata) {
   constexpr std::uint16_t kFailed = 0xFFFF;
   if (!open_ || closed_ || !error_.empty() || channel_records_.size() >= kFailed) {
@@ -333,8 +332,7 @@ bool McapWriter::Close() {
   }
   PutString(statistics, counts);
   if (!emit_group(kSchema, schema_records_) || !emit_group(kChannel, channel_records_) ||
-      !emit_group(kStatistics, {Record(kStatistics, statistics)}) ||
-      !emit_group(kChunkIndex, chunk_index_records_)) {
+      !emit_group(kStatistics, {Record(kStatistics, statistics)}) || !emit_group(kChunkIndex, chunk_index_records_)) {
     return false;
   }
   const std::uint64_t summary_offset_start = offset_;

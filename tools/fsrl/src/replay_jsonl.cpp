@@ -128,8 +128,9 @@ bool ParseSeconds(const std::string& text, std::int64_t& ns) {
   return true;
 }
 
-constexpr std::array<radar_service::Mode, 4> kModes = {radar_service::Mode::kShortRange, radar_service::Mode::kNearRange,
-                                                       radar_service::Mode::kMidRange, radar_service::Mode::kLongRange};
+constexpr std::array<radar_service::Mode, 4> kModes = {radar_service::Mode::kShortRange,
+                                                       radar_service::Mode::kNearRange, radar_service::Mode::kMidRange,
+                                                       radar_service::Mode::kLongRange};
 constexpr std::array<radar_service::QualityAggregated, 4> kQualities = {
     radar_service::QualityAggregated::kLow, radar_service::QualityAggregated::kMid,
     radar_service::QualityAggregated::kHigh, radar_service::QualityAggregated::kUnknown};

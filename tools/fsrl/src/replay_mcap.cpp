@@ -21,9 +21,9 @@ struct PackedField {
   int type;
 };
 constexpr PackedField kPointFields[] = {
-    {"x", 0, kFloat32},          {"y", 4, kFloat32},        {"z", 8, kFloat32},          {"range", 12, kFloat32},
-    {"azimuth", 16, kFloat32},   {"elevation", 20, kFloat32}, {"range_rate", 24, kFloat32}, {"rcs", 28, kFloat32},
-    {"snr", 32, kFloat32},       {"detection", 36, kUint8}, {"quality", 37, kUint8},     {"mode", 38, kUint8},
+    {"x", 0, kFloat32},        {"y", 4, kFloat32},          {"z", 8, kFloat32},           {"range", 12, kFloat32},
+    {"azimuth", 16, kFloat32}, {"elevation", 20, kFloat32}, {"range_rate", 24, kFloat32}, {"rcs", 28, kFloat32},
+    {"snr", 32, kFloat32},     {"detection", 36, kUint8},   {"quality", 37, kUint8},      {"mode", 38, kUint8},
     {"is_dynamic", 39, kUint8}};
 
 // Appending JSON text to a message. Keys are plain identifiers, written as they are.
@@ -93,9 +93,8 @@ void AppendBase64(std::string& out, const std::string& bytes) {
   }
 }
 
-constexpr const char kTimeSchema[] =
-    R"({"type":"object","properties":{"sec":{"type":"integer","minimum":0},)"
-    R"("nsec":{"type":"integer","minimum":0,"maximum":999999999}}})";
+constexpr const char kTimeSchema[] = R"({"type":"object","properties":{"sec":{"type":"integer","minimum":0},)"
+                                     R"("nsec":{"type":"integer","minimum":0,"maximum":999999999}}})";
 
 }  // namespace
 

@@ -31,8 +31,8 @@ struct McapOptions {
   std::size_t chunk_size = std::size_t{1} << 20;
   /// zstd level: 1 is the fastest, and radar scans compress well even at that level.
   int zstd_level = 1;
-  std::string profile;             ///< Header profile ("" for none; the messages here are JSON)
-  std::string library = "fsrl";    ///< Header library: what wrote the file
+  std::string profile;           ///< Header profile ("" for none; the messages here are JSON)
+  std::string library = "fsrl";  ///< Header library: what wrote the file
 };
 
 /// @brief Writes one MCAP file to a FILE. Add schemas and channels before the messages that use them.
@@ -54,8 +54,7 @@ class McapWriter {
   std::uint16_t AddChannel(std::uint16_t schema_id, std::string_view topic, std::string_view message_encoding,
                            const std::map<std::string, std::string>& metadata = {});
   /// @brief One message on @p channel_id; its sequence number is the channel's count of messages so far.
-  bool Write(std::uint16_t channel_id, std::uint64_t log_time_ns, std::uint64_t publish_time_ns,
-             std::string_view data);
+  bool Write(std::uint16_t channel_id, std::uint64_t log_time_ns, std::uint64_t publish_time_ns, std::string_view data);
   /// @brief Closes the last chunk and writes DataEnd, the summary, the summary offsets, Footer and magic.
   bool Close();
 
@@ -74,8 +73,8 @@ class McapWriter {
   std::string error_;
   bool open_ = false;
   bool closed_ = false;
-  std::uint64_t offset_ = 0;   // bytes written so far
-  std::uint32_t data_crc_ = 0;  // CRC of everything written, until DataEnd
+  std::uint64_t offset_ = 0;                  // bytes written so far
+  std::uint32_t data_crc_ = 0;                // CRC of everything written, until DataEnd
   std::vector<std::string> schema_records_;   // for the summary, as written
   std::vector<std::string> channel_records_;  // for the summary, as written
   std::vector<std::uint16_t> channel_schemas_;
