@@ -76,7 +76,12 @@ std::uint32_t Crc(std::uint32_t crc, const char* data, std::size_t size) {
 
 struct McapWriter::ZstdContext {
   ZSTD_CCtx* context = ZSTD_createCCtx();
+  ZstdContext() = default;
   ~ZstdContext() { ZSTD_freeCCtx(context); }
+  ZstdContext(const ZstdContext&) = delete;
+  ZstdContext& operator=(const ZstdContext&) = delete;
+  ZstdContext(ZstdContext&&) = delete;
+  ZstdContext& operator=(ZstdContext&&) = delete;
 };
 
 McapWriter::McapWriter(std::FILE* file, McapOptions options) : file_(file), options_(std::move(options)) {}
