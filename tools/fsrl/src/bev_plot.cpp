@@ -7,240 +7,19 @@
 #include <cstdlib>
 #include <utility>
 
+#include "fsrl/json_reader.h"
+
 namespace fsrl {
 namespace {
 
 constexpr double kPi = 3.14159265358979323846;
-
-// ---------------------------------------------------------------------------------------------------------------
-// Just enough JSON to read the replay's lines: a value tree, numbers kept as doubles.
-
-struct JsonValue {
-  enum class Kind { kNull, kBool, kNumber, kString, kArray, kObject };
-  Kind kind = Kind::kNull;
-  bool boolean = false;
-  double number = 0.0;
-  std::string text;
-  std::vector<JsonValue> items;
-  std::vector<std::pair<std::string, JsonValue>> members;
-
-  const JsonValue* Find(std::string_view key) const {
-    for (const auto& member : members) {
-      if (member.first == key) {
-        return &member.second;
-      }
-    }
-    return nullptr;
-  }
-};
-
-class JsonParser {
- public:
-  explicit JsonParser(std::string_view text) : text_(text) {}
-
-  // A whole text holding one value; false on a syntax error or trailing text.
-  bool ParseDocument(JsonValue& value) {
-    if (!ParseValue(value, 0)) {
-      return false;
-    }
-    SkipBlanks();
-    return pos_ == text_.size();
-  }
-
- private:
-  static constexpr int kMaxDepth = 64;
-
-  void SkipBlanks() {
-    while (pos_ < text_.size() &&
-           (text_[pos_] == ' ' || text_[pos_] == '\t' || text_[pos_] == '\r' || text_[pos_] == '\n')) {
-      ++pos_;
-    }
-  }
-  bool Consume(char c) {
-    SkipBlanks();
-    if (pos_ < text_.size() && text_[pos_] == c) {
-      ++pos_;
-      return true;
-    }
-    return false;
-  }
-  bool Literal(std::string_view word) {
-    if (text_.substr(pos_, word.size()) == word) {
-      pos_ += word.size();
-      return true;
-    }
-    return false;
-  }
-  static int HexDigit(char c) {
-    if (c >= '0' && c <= '9') {
-      return c - '0';
-    }
-    if (c >= 'a' && c <= 'f') {
-      return c - 'a' + 10;
-    }
-    if (c >= 'A' && c <= 'F') {
-      return c - 'A' + 10;
-    }
-    return -1;
-  }
-  bool ParseString(std::string& out) {
-    if (!Consume('"')) {
-      return false;
-    }
-    out.clear();
-    while (pos_ < text_.size()) {
-      const char c = text_[pos_++];
-      if (c == '"') {
-        return true;
-      }
-      if (static_cast<unsigned char>(c) < 0x20) {
-        return false;
-      }
-      if (c != '\\') {
-        out += c;
-        continue;
-      }
-      if (pos_ >= text_.size()) {
-        return false;
-      }
-      const char escaped = text_[pos_++];
-      switch (escaped) {
-        case '"':
-        case '\\':
-        case '/':
-          out += escaped;
-          break;
-        case 'b':
-          out += '\b';
-          break;
-        case 'f':
-          out += '\f';
-          break;
-        case 'n':
-          out += '\n';
-          break;
-        case 'r':
-          out += '\r';
-          break;
-        case 't':
-          out += '\t';
-          break;
-        case 'u': {
-          if (pos_ + 4 > text_.size()) {
-            return false;
-          }
-          unsigned code = 0;
-          for (int i = 0; i < 4; ++i) {
-            const int digit = HexDigit(text_[pos_++]);
-            if (digit < 0) {
-              return false;
-            }
-            code = code * 16U + static_cast<unsigned>(digit);
-          }
-          // Names and labels here are ASCII; other code points are kept as UTF-8 without pairing surrogates.
-          if (code < 0x80U) {
-            out += static_cast<char>(code);
-          } else if (code < 0x800U) {
-            out += static_cast<char>(0xC0U | (code >> 6U));
-            out += static_cast<char>(0x80U | (code & 0x3FU));
-          } else {
-            out += static_cast<char>(0xE0U | (code >> 12U));
-            out += static_cast<char>(0x80U | ((code >> 6U) & 0x3FU));
-            out += static_cast<char>(0x80U | (code & 0x3FU));
-          }
-          break;
-        }
-        default:
-          return false;
-      }
-    }
-    return false;
-  }
-  bool ParseNumber(double& out) {
-    const std::size_t start = pos_;
-    while (pos_ < text_.size() && (std::string_view("+-0123456789.eE").find(text_[pos_]) != std::string_view::npos)) {
-      ++pos_;
-    }
-    if (pos_ == start || pos_ - start > 64) {
-      return false;
-    }
-    char buffer[65];
-    text_.copy(buffer, pos_ - start, start);
-    buffer[pos_ - start] = '\0';
-    char* end = nullptr;
-    out = std::strtod(buffer, &end);
-    return end == buffer + (pos_ - start);
-  }
-  bool ParseValue(JsonValue& value, int depth) {
-    if (depth > kMaxDepth) {
-      return false;
-    }
-    SkipBlanks();
-    if (pos_ >= text_.size()) {
-      return false;
-    }
-    const char c = text_[pos_];
-    if (c == '{') {
-      ++pos_;
-      value.kind = JsonValue::Kind::kObject;
-      if (Consume('}')) {
-        return true;
-      }
-      do {
-        std::pair<std::string, JsonValue> member;
-        if (!ParseString(member.first) || !Consume(':') || !ParseValue(member.second, depth + 1)) {
-          return false;
-        }
-        value.members.push_back(std::move(member));
-      } while (Consume(','));
-      return Consume('}');
-    }
-    if (c == '[') {
-      ++pos_;
-      value.kind = JsonValue::Kind::kArray;
-      if (Consume(']')) {
-        return true;
-      }
-      do {
-        JsonValue item;
-        if (!ParseValue(item, depth + 1)) {
-          return false;
-        }
-        value.items.push_back(std::move(item));
-      } while (Consume(','));
-      return Consume(']');
-    }
-    if (c == '"') {
-      value.kind = JsonValue::Kind::kString;
-      return ParseString(value.text);
-    }
-    if (Literal("true")) {
-      value.kind = JsonValue::Kind::kBool;
-      value.boolean = true;
-      return true;
-    }
-    if (Literal("false")) {
-      value.kind = JsonValue::Kind::kBool;
-      return true;
-    }
-    if (Literal("null")) {
-      value.kind = JsonValue::Kind::kNull;
-      return true;
-    }
-    value.kind = JsonValue::Kind::kNumber;
-    return ParseNumber(value.number);
-  }
-
-  std::string_view text_;
-  std::size_t pos_ = 0;
-};
 
 bool NumberOf(const JsonValue& object, std::string_view key, double& out) {
   const JsonValue* value = object.Find(key);
   if (value == nullptr || value->kind != JsonValue::Kind::kNumber) {
     return false;
   }
-  out = value->number;
+  out = value->number();
   return true;
 }
 
@@ -372,7 +151,12 @@ bool ReadDetectionScans(std::string_view jsonl, std::vector<PlotScan>& scans, st
     }
     const std::string where = "line " + std::to_string(line_number) + ": ";
     JsonValue value;
-    if (!JsonParser(line).ParseDocument(value) || value.kind != JsonValue::Kind::kObject) {
+    std::string parse_error;
+    if (!ParseJson(line, value, parse_error)) {
+      error = where + "not JSON (" + parse_error + ")";
+      return false;
+    }
+    if (value.kind != JsonValue::Kind::kObject) {
       error = where + "not a JSON object";
       return false;
     }
