@@ -6,15 +6,20 @@ set(ZOL_COMPILE_FAIL_DIR ${CMAKE_CURRENT_SOURCE_DIR}/compile_fail)
 set(ZOL_COMPILE_FAIL_FLAGS -std=c++14 -Wall -Wextra -Wpedantic -Werror -fsyntax-only
     -I${PROJECT_SOURCE_DIR}/platform/include)
 
-# zol_add_compile_check(<test name> <source> <define or "NONE"> <regex or "">)
-# An empty regex means the case must compile.
+# zol_add_compile_check(<test name> <source> <define or "NONE"> <regex or ""> [COMPILER <compiler>])
+# An empty regex means the case must compile. The compiler defaults to the build's own.
 function(zol_add_compile_check name source define regex)
+  cmake_parse_arguments(PARSE_ARGV 4 check "" "COMPILER" "")
+  set(compiler ${CMAKE_CXX_COMPILER})
+  if(check_COMPILER)
+    set(compiler ${check_COMPILER})
+  endif()
   set(defines "")
   if(NOT define STREQUAL "NONE")
     set(defines -D${define})
   endif()
   add_test(NAME ${name}
-    COMMAND ${CMAKE_CXX_COMPILER} ${ZOL_COMPILE_FAIL_FLAGS} ${defines} ${source})
+    COMMAND ${compiler} ${ZOL_COMPILE_FAIL_FLAGS} ${defines} ${source})
   if(regex STREQUAL "")
     set_tests_properties(${name} PROPERTIES LABELS compile_check)
   else()
@@ -70,3 +75,28 @@ add_test(NAME PlatformBoundary.TheCheckReportsAComponentThatIncludesOneItDoesNot
 set_tests_properties(PlatformBoundary.TheCheckReportsAComponentThatIncludesOneItDoesNotDependOn PROPERTIES
   PASS_REGULAR_EXPRESSION "low/low.h:2: component 'low' includes \"zol/high/high.h\" of 'high'"
   LABELS compile_check)
+
+# Dropped results. The default builds use GCC and the fuzz build clang, and ZOL_NODISCARD is spelled differently
+# for each in C++14, so both are checked wherever clang is installed, whichever compiler this build uses.
+set(zol_nodiscard_compilers ${CMAKE_CXX_COMPILER_ID}=${CMAKE_CXX_COMPILER})
+if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  find_program(ZOL_CLANGXX NAMES clang++ clang++-14)
+  if(ZOL_CLANGXX)
+    list(APPEND zol_nodiscard_compilers Clang=${ZOL_CLANGXX})
+  endif()
+endif()
+foreach(entry IN LISTS zol_nodiscard_compilers)
+  string(REPLACE "=" ";" entry "${entry}")
+  list(GET entry 0 id)
+  list(GET entry 1 compiler)
+  set(source ${ZOL_COMPILE_FAIL_DIR}/dropped_result.cpp)
+  # GCC: "ignoring returned value of type ...", clang: "ignoring return value of function declared with ...".
+  set(diagnostic "error: ignoring return(ed)? value of")
+  zol_add_compile_check(NoDiscard.${id}.ResultsReadOrCastToVoidCompile ${source} NONE "" COMPILER ${compiler})
+  zol_add_compile_check(NoDiscard.${id}.ADroppedErrorCodeDoesNotCompile ${source} ZOL_CASE_DROPPED_ERROR_CODE
+    "${diagnostic}" COMPILER ${compiler})
+  zol_add_compile_check(NoDiscard.${id}.ADroppedStatusOrDoesNotCompile ${source} ZOL_CASE_DROPPED_STATUS_OR
+    "${diagnostic}" COMPILER ${compiler})
+  zol_add_compile_check(NoDiscard.${id}.ADroppedMemberFunctionResultDoesNotCompile ${source}
+    ZOL_CASE_DROPPED_MEMBER_RESULT "${diagnostic}" COMPILER ${compiler})
+endforeach()
