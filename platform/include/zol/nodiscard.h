@@ -17,11 +17,10 @@
 ///    included (its warn_unused_result would apply to functions only).
 ///  - any other compiler: nothing; the code stays valid, only the diagnostic is lost.
 
+// A toolchain that needs another spelling defines ZOL_NODISCARD itself, before any platform header.
 #if defined(ZOL_NODISCARD)
-#error "ZOL_NODISCARD is defined by zol/nodiscard.h only"
-#endif
-
-#if __cplusplus >= 201703L
+// Given by the build.
+#elif __cplusplus >= 201703L
 #define ZOL_NODISCARD [[nodiscard]]
 #elif defined(__clang__)
 #define ZOL_NODISCARD [[clang::warn_unused_result]]
