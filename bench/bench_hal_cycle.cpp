@@ -74,7 +74,10 @@ void BM_ProcessFsrlInput_FullScan(benchmark::State& state) {
   for (; k < 2U; ++k) {
     fixture.clock_.Advance(period);
     fixture.frames_.PublishCycle(k);
-    fixture.Cycle();
+    if (fixture.Cycle() != ErrorCode::kSuccess) {
+      state.SkipWithError("a warm-up cycle failed");
+      return;
+    }
   }
   const std::int64_t notified_before = fixture.detection_notifications_;
   std::int64_t failures = 0;
@@ -104,7 +107,10 @@ BENCHMARK(BM_ProcessFsrlInput_FullScan)->ArgName("cycle_ms")->Arg(0)->Arg(50)->U
 void BM_ProcessFsrlInput_NoNewData(benchmark::State& state) {
   HalFixture fixture;
   fixture.frames_.PublishCycle(0U);
-  fixture.Cycle();
+  if (fixture.Cycle() != ErrorCode::kSuccess) {
+    state.SkipWithError("the first cycle failed");
+    return;
+  }
   const std::int64_t notified_before = fixture.detection_notifications_ + fixture.status_notifications_;
   std::int64_t failures = 0;
   fsrl_bench::IterationTimes times;
@@ -129,8 +135,7 @@ BENCHMARK(BM_ProcessFsrlInput_NoNewData)->UseManualTime();
 void BM_GetFsrlDetections(benchmark::State& state) {
   HalFixture fixture;
   fixture.frames_.PublishCycle(0U);
-  fixture.Cycle();
-  if (fixture.detection_notifications_ != 1) {
+  if (fixture.Cycle() != ErrorCode::kSuccess || fixture.detection_notifications_ != 1) {
     state.SkipWithError("no scan was published");
     return;
   }

@@ -84,7 +84,9 @@ int main() {
   as_expected = as_expected && mode.has_value() && *mode == ServiceMode::kActive;
 
   // Requests outlive the HAL object on purpose; an application that is done with the radar says so.
-  radar.RequestServiceMode(ServiceMode::kInactive);
+  const ErrorCode released = radar.RequestServiceMode(ServiceMode::kInactive);
+  std::cout << "RequestServiceMode(kInactive): " << Describe(released) << "\n";
+  as_expected = as_expected && released == ErrorCode::kSuccess;
   std::cout << (as_expected ? "The HAL behaved as documented.\n" : "Unexpected behaviour, see above.\n");
   return as_expected ? 0 : 1;
 }

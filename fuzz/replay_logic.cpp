@@ -17,6 +17,7 @@
 //              protected with COUNTER as the radar does
 // Frames are capped at kMaxFrames, and time stamps at kMaxCycles cycles after the first frame, so that every input
 // runs in bounded time; the first frame's time stamp itself is free, up to the largest a log can hold.
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <limits>
@@ -44,6 +45,13 @@ class Cursor {
   Cursor(const std::uint8_t* data, std::size_t size) : data_(data), size_(size) {}
   bool done() const { return pos_ >= size_; }
   std::uint8_t Byte() { return pos_ < size_ ? data_[pos_++] : 0; }
+  // The next n bytes into out; bytes past the end of the input read as zero, as Byte() reads them.
+  void Bytes(std::uint8_t* out, std::size_t n) {
+    const std::size_t available = std::min(n, size_ - pos_);
+    std::memcpy(out, data_ + pos_, available);
+    std::memset(out + available, 0, n - available);
+    pos_ += available;
+  }
   std::uint64_t Little(int bytes) {
     std::uint64_t value = 0;
     for (int i = 0; i < bytes; ++i) {
@@ -118,10 +126,11 @@ std::vector<CanFrame> FramesFromBinary(const std::uint8_t* data, std::size_t siz
     } else if (!frame.fd && length > 8) {
       length = 8;
     }
+    // Every length above fits the 64 data bytes of a frame (CAN FD's largest); bounded here once more so that the
+    // copy visibly stays inside the frame whatever a group's payload length is.
+    length = std::min(length, sizeof(frame.data));
     frame.length = static_cast<std::uint8_t>(length);
-    for (std::size_t i = 0; i < length; ++i) {
-      frame.data[i] = in.Byte();
-    }
+    in.Bytes(frame.data, length);
     if (protect) {
       const SignalAdapter_SignalGroup& record = initialfrontsideradarlefthal_signal_groups[group];
       zol::e2e::ProtectProfile5(record.data_id, counter, frame.data, length, record.offset / 8U);

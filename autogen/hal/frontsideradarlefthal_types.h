@@ -300,16 +300,38 @@ class RadarDetectionsInfo {
   RadarMountingInformation mounting_information_{};
 };
 
+namespace detail {
+
+/// Holder of CornerRadarDetections::kDetectionCount.
+///
+/// A C++14 user that binds the constant to a reference (`std::max(n, kDetectionCount)`) needs a definition outside
+/// the class. Defined in this header as the static member of a class template, it is emitted as a shared (COMDAT)
+/// symbol by every translation unit that needs it, whatever the language level: a definition in the library's
+/// source instead would collide, in a static link, with the inline variable a C++17 user emits.
+template <typename Owner>
+struct DetectionCountHolder {
+  /// Detections of one scan: the radar sends 40 detection groups of 5 detections each.
+  static constexpr std::size_t kDetectionCount = 200U;
+};
+
+#if __cplusplus < 201703L
+// From C++17 on the member is an inline variable and this definition would be a deprecated redeclaration.
+template <typename Owner>
+constexpr std::size_t DetectionCountHolder<Owner>::kDetectionCount;
+#endif
+
+}  // namespace detail
+
+class CornerRadarDetections;
+
 /// One complete radar scan: its information and all 200 detections.
 ///
 /// No count is kept: every entry is always present, and an entry the radar did not fill stays default.
-class CornerRadarDetections {
+/// `kDetectionCount` (std::size_t, 200) is the number of detections in one scan; it may be used by value and by
+/// reference, from C++14 and later.
+class CornerRadarDetections : private detail::DetectionCountHolder<CornerRadarDetections> {
  public:
-  /// Number of detections in one scan.
-  ///
-  /// Defined in the class only, so that C++14 and C++17 users of this header link together; use its value, not its
-  /// address.
-  static constexpr std::size_t kDetectionCount = 200U;
+  using detail::DetectionCountHolder<CornerRadarDetections>::kDetectionCount;
   /// The detections of one scan, indexed by detection number.
   using DetectionArray = std::array<RadarDetection, kDetectionCount>;
 
@@ -336,10 +358,15 @@ class CornerRadarDetections {
   void set_detections(const DetectionArray& value) { detections_ = value; }
   /// Sets all detections (move).
   void set_detections(DetectionArray&& value) { detections_ = value; }
-  /// Sets the one detection with number `index`, leaving the others; `index` must be below `kDetectionCount`.
+  /// Sets the one detection with number `index`, leaving the others. An `index` of `kDetectionCount` or more names
+  /// no detection and is ignored, like every other bad input to the scan data.
   ///
   /// Scans are assembled five detections at a time; replacing the whole array for each would copy it 200 times.
-  void set_detection(std::size_t index, const RadarDetection& value) { detections_[index] = value; }
+  void set_detection(std::size_t index, const RadarDetection& value) {
+    if (index < detections_.size()) {
+      detections_[index] = value;
+    }
+  }
 
   /// Writes the information, then the 200 detections in index order (fixed length, no length field).
   zol::someip_serialization::Status Serialize(zol::someip_serialization::OutputStream& out) const;

@@ -74,7 +74,8 @@ class ClientState;
 /// @endcode
 class DeviceActivator {
  public:
-  /// @brief A client without connection: every operation fails with kNotAvailable and reaches no service.
+  /// @brief A client without connection: every operation fails with kNotAvailable and reaches no service, except
+  /// GetRequestedDeviceErrors, which answers an empty map (an unconnected client knows of no device errors).
   DeviceActivator();
   /// @brief A client for the component @p parent (its qualified_name(); "" for null), not yet initialised.
   ///
@@ -90,7 +91,8 @@ class DeviceActivator {
   /// @brief Disconnects: the subscriptions end; the component's requests stay in force.
   ~DeviceActivator();
 
-  /// @brief Connects to the service. Until then every other operation fails with kBadState.
+  /// @brief Connects to the service. Until then every other operation fails with kBadState, except
+  /// GetRequestedDeviceErrors, which answers an empty map.
   /// @return kSuccess, also when already connected; kNotAvailable for a client from the default constructor;
   /// an injected code.
   zol::afw::core::ErrorCode Init();
@@ -105,6 +107,10 @@ class DeviceActivator {
   /// @brief Every device known to the service: true while any component requests it.
   zol::afw::core::StatusOr<DeviceStates> GetRequestedDeviceStates() const;
   /// @brief Every device known to the service with its current errors (an empty set when it has none).
+  ///
+  /// A client that is not connected (default constructed, Init not called or failed) answers an empty map with
+  /// kSuccess: it knows of no device and so of no error, and a component polling it each cycle stays quiet
+  /// about a connection problem it was told of once, at Init. Fails only with an injected code.
   zol::afw::core::StatusOr<DeviceErrors> GetRequestedDeviceErrors() const;
   /// @brief True when every device this client requested (and did not cancel) is requested active; true for none.
   ///

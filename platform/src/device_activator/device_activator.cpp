@@ -516,17 +516,24 @@ StatusOr<DeviceStates> DeviceActivator::GetRequestedDeviceStates() const {
 }
 
 StatusOr<DeviceErrors> DeviceActivator::GetRequestedDeviceErrors() const {
+  // An unconnected client (default constructed, or created and not initialised) knows of no device errors, and
+  // says so: components poll this every cycle, and failing the query would blame the device activation service
+  // in each cycle for what is a set-up problem of the component, reported once where it happened.
   if (!state_) {
-    return ErrorCode::kNotAvailable;
+    return DeviceErrors();
   }
   const AliveInputs inputs = ReadAliveInputs();
   ServiceState& state = State();
   std::lock_guard<std::mutex> lock(state.mutex);
-  const ErrorCode entered = EnterConnected(state, Operation::kGetRequestedDeviceErrors, *state_);
+  // Counted, and failed when a failure is injected, like every call that reaches the service.
+  const ErrorCode entered = Enter(state, Operation::kGetRequestedDeviceErrors);
   if (entered != ErrorCode::kSuccess) {
     return entered;
   }
   DeviceErrors errors;
+  if (!state_->connected()) {
+    return errors;
+  }
   for (const auto& entry : state.devices) {
     const ErrorSet current = ErrorsOf(state, entry.first, entry.second, inputs);
     DeviceErrorSet codes(current.begin(), current.end(), errors.get_allocator());

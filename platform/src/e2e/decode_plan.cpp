@@ -36,6 +36,9 @@ std::int64_t AsSigned(std::uint64_t bits) noexcept {
 
 }  // namespace
 
+constexpr std::size_t DecodePlan::kMaxSignals;
+constexpr std::size_t DecodePlan::kMaxPayloadBytes;
+
 DecodePlan::Kind DecodePlan::Classify(const SignalAdapter_SignalGroup& group, const SignalAdapter_Signal& signal,
                                       std::size_t payload_length, Step& step) noexcept {
   // The field, as DecodeSignal finds it: the group's payload offset plus the signal's own, at most 64 bits.

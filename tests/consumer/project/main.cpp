@@ -1,4 +1,6 @@
 // Uses the installed HAL through its public header only, and exits non-zero if anything it relies on is off.
+#include <algorithm>
+#include <cstddef>
 #include <cstdio>
 #include <stdexcept>
 #include <string>
@@ -13,7 +15,8 @@ int main() {
   // An empty facade must report the misuse through the documented exception.
   FrontSideRadarLeftHal hal;
   try {
-    hal.ProcessFsrlInput();
+    // Throws: there is no result to look at.
+    static_cast<void>(hal.ProcessFsrlInput());
     std::fprintf(stderr, "ProcessFsrlInput on an empty facade did not throw\n");
     ++failures;
   } catch (const std::logic_error& error) {
@@ -31,6 +34,14 @@ int main() {
   detections.set_info(info);
   if (detections.info().scan_id() != 17U || !detections.info().is_valid() || detections.detections().size() != 200U) {
     std::fprintf(stderr, "radar_service::CornerRadarDetections does not hold what was set\n");
+    ++failures;
+  }
+
+  // The detection count is usable as a C++14 program uses constants: std::max takes it by reference, which needs a
+  // definition to link against.
+  const std::size_t& count = std::max(std::size_t{1U}, radar_service::CornerRadarDetections::kDetectionCount);
+  if (count != 200U || &count != &radar_service::CornerRadarDetections::kDetectionCount) {
+    std::fprintf(stderr, "CornerRadarDetections::kDetectionCount is not the one definition of 200\n");
     ++failures;
   }
 

@@ -206,11 +206,18 @@ TEST_F(InitialFrontSideRadarLeftHalCore, ACoreWithoutAdapterFailsEveryCycleSilen
   MakeCore();
   sink_.Clear();
 
-  EXPECT_EQ(Cycle(), ErrorCode::kFailure);
-  clock_.Advance(kOneMillisecond);
-  EXPECT_EQ(Cycle(), ErrorCode::kFailure);
+  // Each call a millisecond after the last, so that every one of them evaluates lost communication too.
+  for (int call = 0; call < 3; ++call) {
+    EXPECT_EQ(Cycle(), ErrorCode::kFailure);
+    clock_.Advance(kOneMillisecond);
+  }
 
+  // The missing adapter was reported once, at construction; the cycles add nothing, and in particular do not
+  // blame the device activation service, whose client was left unconnected on purpose.
+  EXPECT_TRUE(sink_.lines().empty());
+  EXPECT_EQ(sink_.Count(kDeviceErrorsUnreadableMessage), 0U);
   EXPECT_EQ(sink_.Count(kReadFailedMessage), 0U);
+  EXPECT_EQ(DeviceCalls(Operation::kGetRequestedDeviceErrors), 3U);
   EXPECT_EQ(Retrievals(), 0U);
 }
 
@@ -232,9 +239,10 @@ TEST_F(InitialFrontSideRadarLeftHalCore, ADeviceClientThatCannotBeCreatedLeavesT
   EXPECT_TRUE(CoreLines().empty());
   EXPECT_FALSE(Access::has_sig_adapter(core));
   EXPECT_FALSE(Access::sig_adapter_nullptr(core));
-  // Still no adapter to read from: the cycle fails without touching the signal service.
+  // Still no adapter to read from: the cycle fails without touching the signal service, and without a word.
   EXPECT_EQ(Cycle(), ErrorCode::kFailure);
   EXPECT_EQ(Retrievals(), 0U);
+  EXPECT_TRUE(CoreLines().empty());
 }
 
 TEST_F(InitialFrontSideRadarLeftHalCore, ADeviceClientThatCannotBeCreatedMakesServiceModeCallsFailAsUnavailable) {
@@ -264,10 +272,11 @@ TEST_F(InitialFrontSideRadarLeftHalCore, AFailingInitIsLoggedAndConstructionComp
   EXPECT_TRUE(Access::has_sig_adapter(core));
   EXPECT_FALSE(Access::sig_adapter_nullptr(core));
 
-  // The client is left unconnected: the device errors cannot be read, so communication counts as not lost.
+  // The client is left unconnected and knows of no device errors: communication counts as not lost, and the
+  // cycles do not repeat what construction already reported.
   frames_.PublishScan(MakeSensorScan(4U, 7000U, 1U));
   EXPECT_EQ(Cycle(), ErrorCode::kSuccess);
-  EXPECT_TRUE(sink_.Contains(LoggingLevel::kWarn, kDeviceErrorsUnreadableMessage));
+  EXPECT_EQ(sink_.Count(kDeviceErrorsUnreadableMessage), 0U);
   EXPECT_EQ(core.GetFsrlStatus().value().scan_id(), 4U);
 }
 
@@ -715,14 +724,14 @@ TEST_F(InitialFrontSideRadarLeftHalCore, AnInvalidServiceModeSendsNothingLogsAWa
 
 TEST_F(InitialFrontSideRadarLeftHalCore, ServiceModeRequestsAreTracedAtDebugLevelOnly) {
   Core& core = MakeCore();
-  core.RequestServiceMode(ServiceMode::kActive);
-  core.RequestServiceMode(ServiceMode::kInactive);
+  EXPECT_EQ(core.RequestServiceMode(ServiceMode::kActive), ErrorCode::kSuccess);
+  EXPECT_EQ(core.RequestServiceMode(ServiceMode::kInactive), ErrorCode::kSuccess);
   EXPECT_TRUE(CoreLines().empty());
 
   zol::log::SetDefaultLevel(LoggingLevel::kDebug);
   DeviceActivationService::Instance().InjectFailure(Operation::kRequestDeviceActive, 1U, ErrorCode::kBusy);
-  core.RequestServiceMode(ServiceMode::kActive);
-  core.RequestServiceMode(ServiceMode::kInactive);
+  EXPECT_EQ(core.RequestServiceMode(ServiceMode::kActive), ErrorCode::kBusy);
+  EXPECT_EQ(core.RequestServiceMode(ServiceMode::kInactive), ErrorCode::kSuccess);
 
   EXPECT_TRUE(sink_.Contains(LoggingLevel::kDebug, "RequestDeviceActive called | Service Mode: 1 | DeviceID: FSRL"));
   EXPECT_TRUE(sink_.Contains(LoggingLevel::kDebug, "CancelDeviceActiveRequest called"));

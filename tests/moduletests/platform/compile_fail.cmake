@@ -6,15 +6,20 @@ set(ZOL_COMPILE_FAIL_DIR ${CMAKE_CURRENT_SOURCE_DIR}/compile_fail)
 set(ZOL_COMPILE_FAIL_FLAGS -std=c++14 -Wall -Wextra -Wpedantic -Werror -fsyntax-only
     -I${PROJECT_SOURCE_DIR}/platform/include)
 
-# zol_add_compile_check(<test name> <source> <define or "NONE"> <regex or "">)
-# An empty regex means the case must compile.
+# zol_add_compile_check(<test name> <source> <define or "NONE"> <regex or ""> [COMPILER <compiler>])
+# An empty regex means the case must compile. The compiler defaults to the build's own.
 function(zol_add_compile_check name source define regex)
+  cmake_parse_arguments(PARSE_ARGV 4 check "" "COMPILER" "")
+  set(compiler ${CMAKE_CXX_COMPILER})
+  if(check_COMPILER)
+    set(compiler ${check_COMPILER})
+  endif()
   set(defines "")
   if(NOT define STREQUAL "NONE")
     set(defines -D${define})
   endif()
   add_test(NAME ${name}
-    COMMAND ${CMAKE_CXX_COMPILER} ${ZOL_COMPILE_FAIL_FLAGS} ${defines} ${source})
+    COMMAND ${compiler} ${ZOL_COMPILE_FAIL_FLAGS} ${defines} ${source})
   if(regex STREQUAL "")
     set_tests_properties(${name} PROPERTIES LABELS compile_check)
   else()
@@ -34,6 +39,7 @@ zol_add_compile_check(StaticFunction.AnOverAlignedCallableDoesNotCompile
 # The HAL is compiled without the platform's control side. Each case is a probe that builds one source with
 # exactly the usage requirements the HAL's own sources get (it links the HAL's object library) and must fail to
 # find the control header; the control case must build. The probes are built by the test, not by the build.
+# GCC says "<header>: No such file", clang "'<header>' file not found".
 set(ZOL_HAL_BOUNDARY_SOURCE ${ZOL_COMPILE_FAIL_DIR}/hal_without_control_side.cpp)
 function(zol_add_hal_boundary_check name probe define regex)
   add_library(${probe} OBJECT EXCLUDE_FROM_ALL ${ZOL_HAL_BOUNDARY_SOURCE})
@@ -52,9 +58,9 @@ endfunction()
 zol_add_hal_boundary_check(PlatformBoundary.TheHalCompilesWithThePlatformInterfacesItUses
   hal_boundary_probe_control NONE "")
 zol_add_hal_boundary_check(PlatformBoundary.TheHalCannotIncludeTheSignalServiceControl
-  hal_boundary_probe_signal_service ZOL_CASE_SIGNAL_SERVICE "zol/signalcomm/service.h: No such file")
+  hal_boundary_probe_signal_service ZOL_CASE_SIGNAL_SERVICE "zol/signalcomm/service.h(: No such file|' file not found)")
 zol_add_hal_boundary_check(PlatformBoundary.TheHalCannotIncludeTheE2eFaultInjection
-  hal_boundary_probe_e2e_testing ZOL_CASE_E2E_TESTING "zol/e2e/e2e_protection_testing.h: No such file")
+  hal_boundary_probe_e2e_testing ZOL_CASE_E2E_TESTING "zol/e2e/e2e_protection_testing.h(: No such file|' file not found)")
 
 # Each platform component includes only its own headers and those of the components it depends on.
 find_package(Python3 COMPONENTS Interpreter REQUIRED)
@@ -70,3 +76,28 @@ add_test(NAME PlatformBoundary.TheCheckReportsAComponentThatIncludesOneItDoesNot
 set_tests_properties(PlatformBoundary.TheCheckReportsAComponentThatIncludesOneItDoesNotDependOn PROPERTIES
   PASS_REGULAR_EXPRESSION "low/low.h:2: component 'low' includes \"zol/high/high.h\" of 'high'"
   LABELS compile_check)
+
+# Dropped results. The default builds use GCC and the fuzz build clang, and ZOL_NODISCARD is spelled differently
+# for each in C++14, so both are checked wherever clang is installed, whichever compiler this build uses.
+set(zol_nodiscard_compilers ${CMAKE_CXX_COMPILER_ID}=${CMAKE_CXX_COMPILER})
+if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  find_program(ZOL_CLANGXX NAMES clang++ clang++-14)
+  if(ZOL_CLANGXX)
+    list(APPEND zol_nodiscard_compilers Clang=${ZOL_CLANGXX})
+  endif()
+endif()
+foreach(entry IN LISTS zol_nodiscard_compilers)
+  string(REPLACE "=" ";" entry "${entry}")
+  list(GET entry 0 id)
+  list(GET entry 1 compiler)
+  set(source ${ZOL_COMPILE_FAIL_DIR}/dropped_result.cpp)
+  # GCC: "ignoring returned value of type ...", clang: "ignoring return value of function declared with ...".
+  set(diagnostic "error: ignoring return(ed)? value of")
+  zol_add_compile_check(NoDiscard.${id}.ResultsReadOrCastToVoidCompile ${source} NONE "" COMPILER ${compiler})
+  zol_add_compile_check(NoDiscard.${id}.ADroppedErrorCodeDoesNotCompile ${source} ZOL_CASE_DROPPED_ERROR_CODE
+    "${diagnostic}" COMPILER ${compiler})
+  zol_add_compile_check(NoDiscard.${id}.ADroppedStatusOrDoesNotCompile ${source} ZOL_CASE_DROPPED_STATUS_OR
+    "${diagnostic}" COMPILER ${compiler})
+  zol_add_compile_check(NoDiscard.${id}.ADroppedMemberFunctionResultDoesNotCompile ${source}
+    ZOL_CASE_DROPPED_MEMBER_RESULT "${diagnostic}" COMPILER ${compiler})
+endforeach()

@@ -207,13 +207,13 @@ TEST_F(PropertyTest, TheValueIsValidFromASuccessfulReadUntilInvalidated) {
       .WillOnce(Return(ErrorCode::kFailure));
   EXPECT_FALSE(property->is_valid());
 
-  property->get(&record);
+  EXPECT_EQ(property->get(&record), ErrorCode::kSuccess);
   EXPECT_TRUE(property->is_valid());
   property->Invalidate();
   EXPECT_FALSE(property->is_valid());
-  property->get(&record);
+  EXPECT_EQ(property->get(&record), ErrorCode::kSuccess);
   EXPECT_TRUE(property->is_valid());
-  property->get(&record);
+  EXPECT_EQ(property->get(&record), ErrorCode::kFailure);
   EXPECT_FALSE(property->is_valid());
 }
 

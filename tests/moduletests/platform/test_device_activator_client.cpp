@@ -83,7 +83,7 @@ class DeviceActivatorClient : public ::testing::Test {
   ContextualObject diagnosis_{&application_, "diagnosis"};
 };
 
-TEST_F(DeviceActivatorClient, ADefaultConstructedClientFailsEveryCallWithNotAvailable) {
+TEST_F(DeviceActivatorClient, ADefaultConstructedClientFailsEveryCallButTheErrorsQueryWithNotAvailable) {
   DeviceActivator client;
 
   EXPECT_EQ(client.Init(), ErrorCode::kNotAvailable);
@@ -92,9 +92,6 @@ TEST_F(DeviceActivatorClient, ADefaultConstructedClientFailsEveryCallWithNotAvai
   const auto states = client.GetRequestedDeviceStates();
   EXPECT_FALSE(states.has_value());
   EXPECT_EQ(states.status(), ErrorCode::kNotAvailable);
-  const auto errors = client.GetRequestedDeviceErrors();
-  EXPECT_FALSE(errors.has_value());
-  EXPECT_EQ(errors.status(), ErrorCode::kNotAvailable);
   const auto active = client.GetRequestedDevicesAreActive();
   EXPECT_FALSE(active.has_value());
   EXPECT_EQ(active.status(), ErrorCode::kNotAvailable);
@@ -140,17 +137,63 @@ TEST_F(DeviceActivatorClient, CreateSucceedsWithAndWithoutParent) {
   EXPECT_EQ(service().CallCount(Operation::kCreate), 2U);
 }
 
-TEST_F(DeviceActivatorClient, ACreatedClientFailsEveryOperationWithBadStateUntilInit) {
+TEST_F(DeviceActivatorClient, ACreatedClientFailsEveryOperationButTheErrorsQueryWithBadStateUntilInit) {
   DeviceActivator client = CreateClient(&hal_);
 
   EXPECT_EQ(client.RequestDeviceActive(kFsrl), ErrorCode::kBadState);
   EXPECT_EQ(client.CancelDeviceActiveRequest(kFsrl), ErrorCode::kBadState);
   EXPECT_EQ(client.GetRequestedDeviceStates().status(), ErrorCode::kBadState);
   EXPECT_FALSE(client.GetRequestedDeviceStates().has_value());
-  EXPECT_EQ(client.GetRequestedDeviceErrors().status(), ErrorCode::kBadState);
   EXPECT_EQ(client.GetRequestedDevicesAreActive().status(), ErrorCode::kBadState);
   EXPECT_EQ(client.GetRequestedDevicesAreOk().status(), ErrorCode::kBadState);
   EXPECT_EQ(service().RequestCount("FSRL"), 0U);
+}
+
+TEST_F(DeviceActivatorClient, ADefaultConstructedClientKnowsOfNoDeviceErrors) {
+  DeviceActivator client;
+
+  const auto errors = client.GetRequestedDeviceErrors();
+
+  ASSERT_TRUE(errors.ok());
+  EXPECT_TRUE(errors.value().empty());
+}
+
+TEST_F(DeviceActivatorClient, AnUninitialisedClientKnowsOfNoDeviceErrorsEvenWhileFsrlTimesOut) {
+  DeviceActivator client = CreateClient(&hal_);
+  service().RaiseError("FSRL", DeviceErrorCode::kSecOCFailure);
+  clock_.Advance(std::chrono::milliseconds(201));
+
+  const auto errors = client.GetRequestedDeviceErrors();
+
+  ASSERT_TRUE(errors.ok());
+  EXPECT_TRUE(errors.value().empty());
+  EXPECT_EQ(service().CallCount(Operation::kGetRequestedDeviceErrors), 1U);
+  // Connected, the same client sees what the service knows.
+  ASSERT_EQ(client.Init(), ErrorCode::kSuccess);
+  EXPECT_EQ(ErrorsOf(client, "FSRL"),
+            (std::set<DeviceErrorCode>{DeviceErrorCode::kAliveTimeoutExceeded, DeviceErrorCode::kSecOCFailure}));
+}
+
+TEST_F(DeviceActivatorClient, AClientWhoseInitFailedKnowsOfNoDeviceErrors) {
+  DeviceActivator client = CreateClient(&hal_);
+  service().InjectFailure(Operation::kInit, 1U, ErrorCode::kTimeout);
+  ASSERT_EQ(client.Init(), ErrorCode::kTimeout);
+  service().RaiseError("FSRL", DeviceErrorCode::kAliveTimeoutExceeded);
+
+  const auto errors = client.GetRequestedDeviceErrors();
+
+  ASSERT_TRUE(errors.ok());
+  EXPECT_TRUE(errors.value().empty());
+}
+
+TEST_F(DeviceActivatorClient, TheErrorsQueryOfAnUninitialisedClientStillFailsWithAnInjectedCode) {
+  DeviceActivator client = CreateClient(&hal_);
+  service().InjectFailure(Operation::kGetRequestedDeviceErrors, 1U, ErrorCode::kBusy);
+
+  const auto errors = client.GetRequestedDeviceErrors();
+
+  EXPECT_FALSE(errors.has_value());
+  EXPECT_EQ(errors.status(), ErrorCode::kBusy);
 }
 
 TEST_F(DeviceActivatorClient, InitConnectsTheClientToTheService) {

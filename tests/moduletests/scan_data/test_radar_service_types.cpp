@@ -1,7 +1,10 @@
 #include "frontsideradarlefthal_types.h"
 
+#include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -176,6 +179,35 @@ TEST(CornerRadarDetections, SetDetectionReplacesOnlyThatIndex) {
   EXPECT_EQ(scan.detections()[199], SampleDetection(7.0F));
   EXPECT_EQ(scan.detections()[198], RadarDetection());
   EXPECT_EQ(scan.detections()[0], RadarDetection());
+}
+
+// A scan with detections right behind it in memory: a write past the scan's last detection lands in `behind`.
+struct ScanFollowedByDetections {
+  CornerRadarDetections scan;
+  std::array<RadarDetection, 4> behind{};
+};
+
+TEST(CornerRadarDetections, SetDetectionWithAnIndexOf200OrMoreIsIgnored) {
+  ScanFollowedByDetections memory;
+  static_assert(offsetof(ScanFollowedByDetections, behind) == sizeof(CornerRadarDetections),
+                "the guard must start where the scan ends");
+  for (const std::size_t index : {std::size_t{200U}, std::size_t{201U}, std::size_t{1000U},
+                                  std::numeric_limits<std::size_t>::max()}) {
+    memory.scan.set_detection(index, SampleDetection(9.0F));
+  }
+  EXPECT_EQ(memory.scan, CornerRadarDetections());
+  for (const RadarDetection& detection : memory.behind) {
+    EXPECT_EQ(detection, RadarDetection());
+  }
+}
+
+TEST(CornerRadarDetections, DetectionCountIsA200SizeTThatBindsToAReference) {
+  static_assert(std::is_same<decltype(CornerRadarDetections::kDetectionCount), const std::size_t>::value,
+                "kDetectionCount keeps its type");
+  const std::size_t& bound = CornerRadarDetections::kDetectionCount;
+  EXPECT_EQ(bound, 200U);
+  EXPECT_EQ(std::max(std::size_t{3U}, CornerRadarDetections::kDetectionCount), 200U);
+  EXPECT_EQ(CornerRadarDetections().detections().size(), CornerRadarDetections::kDetectionCount);
 }
 
 TEST(CornerRadarDetections, CopyAndMoveSettersReplaceTheWholeArrayAndInfo) {

@@ -128,8 +128,10 @@ TEST_F(SignalAdapterDecodingTest, EveryKindOfSignalDecodesRawAllOnesLimitedWhere
   zol::afw::core::Transaction::Begin();
   initialfrontsideradarlefthal::types::RSDS4Detn000To004 detections{};
   RSDS4SigSts2 status2{};
-  adapter->rsds4detn000to004()->get(&detections);
-  adapter->rsds4sig_sts2()->get(&status2);
+  // Only the values left in the records are examined here; what a read of a payload that already failed its check
+  // returns is covered by the E2E tests.
+  static_cast<void>(adapter->rsds4detn000to004()->get(&detections));
+  static_cast<void>(adapter->rsds4sig_sts2()->get(&status2));
   EXPECT_EQ(detections.rsds4detn000to004range0, 300.0);           // 327.67 limited to the maximum
   EXPECT_EQ(detections.rsds4detn000to004crc, 0xFFFFU);            // not limited
   EXPECT_EQ(detections.rsds4detn000to004counter, 0xFFU);          // not limited

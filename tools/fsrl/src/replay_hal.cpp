@@ -75,7 +75,9 @@ std::string ReplayHal::Start(std::int64_t t0, std::int64_t alive_timeout_ns) {
   auto activator = device_activator::DeviceActivator::Create(&*executable_);
   if (activator.ok()) {
     activator_ = std::move(activator).value();
-    activator_.Init();
+    if (zol::afw::core::IsFailure(activator_.Init())) {
+      return "the device activation client did not connect; cycles in lost communication cannot be counted";
+    }
   }
   for (std::size_t group = 0; group < kGroupCount; ++group) {
     const std::string_view name = GroupName(group);

@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+#include "zol/nodiscard.h"
+
 namespace zol {
 namespace afw {
 namespace core {
@@ -11,7 +13,10 @@ namespace core {
 ///
 /// Zero and positive values are successes (kPending: accepted, the result follows later); negative values are
 /// failures. The numeric values are part of the binary interface and must never change.
-enum class ErrorCode : std::int32_t {
+///
+/// A returned code must be looked at: a caller that drops one gets a warning (an error in -Werror builds). Where
+/// the outcome really does not matter, cast it to void and say why.
+enum class ZOL_NODISCARD ErrorCode : std::int32_t {
   kSuccess = 0,
   kPending = 1,
   kFailure = -1,

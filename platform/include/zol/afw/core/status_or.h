@@ -7,6 +7,7 @@
 
 #include "zol/afw/core/error_code.h"
 #include "zol/detail/panic.h"
+#include "zol/nodiscard.h"
 
 namespace zol {
 namespace afw {
@@ -118,7 +119,8 @@ struct CopyControl<false> {
 ///
 /// The framework's way of returning a result that may be missing. A value normally comes with kSuccess, but
 /// a value may also carry another status (for example stale data with a warning code). Reading the value of a
-/// StatusOr that has none is a broken precondition and aborts the process.
+/// StatusOr that has none is a broken precondition and aborts the process. Like ErrorCode, a returned StatusOr
+/// must not be dropped (ZOL_NODISCARD).
 ///
 /// @code
 ///   StatusOr<int> Parse(zol::string_view text);
@@ -126,7 +128,7 @@ struct CopyControl<false> {
 ///   if (result.ok()) { Use(*result); } else { Report(result.status()); }
 /// @endcode
 template <typename T>
-class StatusOr
+class ZOL_NODISCARD StatusOr
     : private detail::StatusOrStorage<T>,
       private detail::CopyControl<std::is_copy_constructible<T>::value && std::is_copy_assignable<T>::value> {
   using Storage = detail::StatusOrStorage<T>;
