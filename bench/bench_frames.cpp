@@ -3,10 +3,12 @@
 #include <cstring>
 #include <string_view>
 
+#include "device_activator/device_activation_service.h"
 #include "device_activator/device_activator.h"
 #include "initialfrontsideradarlefthal_e2e_database.h"
 #include "initialfrontsideradarlefthal_signal_groups_meta.h"
 #include "zol/afw/core/transaction.h"
+#include "zol/afw/core/transaction_testing.h"
 #include "zol/e2e/signal_codec.h"
 #include "zol/memory/span.h"
 #include "zol/signalcomm/service.h"
@@ -147,7 +149,7 @@ std::string MakeCandumpLog(std::uint32_t scans, std::int64_t period_ns) {
 }
 
 void ResetPlatform() {
-  zol::afw::core::Transaction::ResetForTesting();
+  zol::afw::core::TransactionTesting::Reset();
   zol::signalcomm::Service::Instance().Reset();
   device_activator::DeviceActivationService::Instance().Reset();
 }

@@ -12,6 +12,7 @@
 #include "zol/afw/core/executable.h"
 #include "zol/afw/core/notifier.h"
 #include "zol/afw/core/transaction.h"
+#include "zol/afw/core/transaction_testing.h"
 #include "zol/mono_clock.h"
 
 namespace {
@@ -39,7 +40,7 @@ class HalFixture {
     detections_.Cancel();
     status_.Cancel();
     hal_ = FrontSideRadarLeftHal();
-    zol::afw::core::Transaction::ResetForTesting();
+    zol::afw::core::TransactionTesting::Reset();
   }
   HalFixture(const HalFixture&) = delete;
   HalFixture& operator=(const HalFixture&) = delete;

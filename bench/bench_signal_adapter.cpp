@@ -13,6 +13,7 @@
 #include "zol/afw/core/executable.h"
 #include "zol/afw/core/signal_property_status.h"
 #include "zol/afw/core/transaction.h"
+#include "zol/afw/core/transaction_testing.h"
 #include "zol/e2e/e2e_signal_group_property.h"
 #include "zol/mono_clock.h"
 
@@ -56,7 +57,7 @@ class AdapterFixture {
   }
   ~AdapterFixture() {
     adapter_.reset();
-    zol::afw::core::Transaction::ResetForTesting();
+    zol::afw::core::TransactionTesting::Reset();
   }
   AdapterFixture(const AdapterFixture&) = delete;
   AdapterFixture& operator=(const AdapterFixture&) = delete;

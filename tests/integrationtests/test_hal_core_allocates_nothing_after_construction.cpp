@@ -21,6 +21,7 @@
 
 #include "allocation_window.h"
 #include "detection_group_records.h"
+#include "device_activator/device_activation_service.h"
 #include "device_activator/device_activator.h"
 #include "frontsideradarlefthal.h"
 #include "frontsideradarlefthal_types.h"
@@ -34,6 +35,7 @@
 #include "zol/afw/core/executable.h"
 #include "zol/afw/core/notifier.h"
 #include "zol/afw/core/transaction.h"
+#include "zol/afw/core/transaction_testing.h"
 #include "zol/log/logging.h"
 #include "zol/mono_clock.h"
 #include "zol/pmr/counting_resource.h"
@@ -178,7 +180,7 @@ class CoreAllocations : public ::testing::Test {
     status_.Cancel();
     hal_ = FrontSideRadarLeftHal();
     // Callbacks waiting for the next transaction hold memory of the counting resource: let them go while it exists.
-    zol::afw::core::Transaction::ResetForTesting();
+    zol::afw::core::TransactionTesting::Reset();
   }
 
   CoreAllocations(const CoreAllocations&) = delete;

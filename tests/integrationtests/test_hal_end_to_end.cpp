@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include "converters.h"
+#include "device_activator/device_activation_service.h"
 #include "device_activator/device_activator.h"
 #include "frontsideradarlefthal.h"
 #include "hal_test_platform.h"

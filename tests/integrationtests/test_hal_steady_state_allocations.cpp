@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "allocation_window.h"
+#include "device_activator/device_activation_service.h"
 #include "device_activator/device_activator.h"
 #include "frontsideradarlefthal.h"
 #include "hal_test_platform.h"
@@ -19,6 +20,7 @@
 #include "zol/afw/core/executable.h"
 #include "zol/afw/core/notifier.h"
 #include "zol/afw/core/transaction.h"
+#include "zol/afw/core/transaction_testing.h"
 #include "zol/mono_clock.h"
 #include "zol/pmr/counting_resource.h"
 #include "zol/pmr/memory_resource.h"
@@ -70,7 +72,7 @@ class SteadyStateAllocations : public ::testing::Test {
     hal_ = FrontSideRadarLeftHal();
     // The signal adapter's pending begin-transaction callback holds a weak reference whose control block lives in
     // the counting resource: let it go while that resource still exists.
-    zol::afw::core::Transaction::ResetForTesting();
+    zol::afw::core::TransactionTesting::Reset();
   }
 
   SteadyStateAllocations(const SteadyStateAllocations&) = delete;

@@ -28,6 +28,7 @@
 #include "fsrl/simulator.h"
 #include "initialfrontsideradarlefthal_e2e_database.h"
 #include "zol/afw/core/transaction.h"
+#include "zol/afw/core/transaction_testing.h"
 #include "zol/e2e/crc.h"
 #include "zol/e2e/signal_codec.h"
 #include "zol/pmr/counting_resource.h"
@@ -239,7 +240,7 @@ TEST(HalSoak, ASimulatedRadarWithFaultsKeepsMemoryFlatAndEveryIntactScanPublishe
               static_cast<unsigned long long>(total_scans), kScansPerChunk);
   std::fflush(stdout);
 
-  zol::afw::core::Transaction::ResetForTesting();
+  zol::afw::core::TransactionTesting::Reset();
   // Everything the platform and the HAL allocate goes through the default memory resource: counted here, what is
   // outstanding must not grow with the run, and nothing may be left once the HAL is gone.
   zol::pmr::CountingResource counting;
@@ -344,7 +345,7 @@ TEST(HalSoak, ASimulatedRadarWithFaultsKeepsMemoryFlatAndEveryIntactScanPublishe
       ASSERT_EQ(session.Finish(), fsrl::kReplayOk);
     }
     // Callbacks still waiting for a transaction, and the services' state, hold memory of the counting resource.
-    zol::afw::core::Transaction::ResetForTesting();
+    zol::afw::core::TransactionTesting::Reset();
     zol::signalcomm::Service::Instance().Reset();
     outstanding_after_teardown = counting.outstanding_allocations();
   }

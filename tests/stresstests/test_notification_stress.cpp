@@ -23,6 +23,7 @@
 
 #include <gtest/gtest.h>
 
+#include "device_activator/device_activation_service.h"
 #include "device_activator/device_activator.h"
 #include "frontsideradarlefthal.h"
 #include "initialfrontsideradarlefthal_e2e_database.h"
@@ -39,6 +40,7 @@
 #include "zol/afw/core/property.h"
 #include "zol/afw/core/task.h"
 #include "zol/afw/core/transaction.h"
+#include "zol/afw/core/transaction_testing.h"
 #include "zol/e2e/crc.h"
 #include "zol/e2e/signal_codec.h"
 #include "zol/e2e/signal_database.h"
@@ -270,7 +272,7 @@ struct Round {
 class NotificationStress : public ::testing::Test {
  protected:
   NotificationStress() {
-    zol::afw::core::Transaction::ResetForTesting();
+    zol::afw::core::TransactionTesting::Reset();
     zol::signalcomm::Service::Instance().Reset();
     zol::signalcomm::Service::Instance().DefineSignalGroups(initialfrontsideradarlefthal_signal_groups,
                                                             initialfrontsideradarlefthal_signal_group_count);
@@ -287,7 +289,7 @@ class NotificationStress : public ::testing::Test {
       StopProducer();
     }
     // Nothing from this test may outlive it in the process-wide services.
-    zol::afw::core::Transaction::ResetForTesting();
+    zol::afw::core::TransactionTesting::Reset();
     zol::signalcomm::Service::Instance().Reset();
   }
 

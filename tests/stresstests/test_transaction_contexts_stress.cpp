@@ -32,6 +32,7 @@
 #include "zol/afw/core/signal_property_status.h"
 #include "zol/afw/core/task.h"
 #include "zol/afw/core/transaction.h"
+#include "zol/afw/core/transaction_testing.h"
 #include "zol/memory/span.h"
 #include "zol/pmr/deleters.h"
 #include "zol/pmr/memory_resource.h"
@@ -47,6 +48,7 @@ using zol::afw::core::ErrorCode;
 using zol::afw::core::SignalPropertyStatus;
 using zol::afw::core::Subscription;
 using zol::afw::core::Transaction;
+using zol::afw::core::TransactionTesting;
 using When = zol::afw::core::NotificationConfiguration::When;
 using RawBytes = zol::memory::span<const unsigned char>;
 
@@ -151,7 +153,7 @@ struct Context {
 class TransactionContextsStress : public ::testing::Test {
  protected:
   TransactionContextsStress() {
-    Transaction::ResetForTesting();
+    TransactionTesting::Reset();
     auto& service = zol::signalcomm::Service::Instance();
     service.Reset();
     service.DefineSignalGroups(initialfrontsideradarlefthal_signal_groups,
@@ -159,7 +161,7 @@ class TransactionContextsStress : public ::testing::Test {
   }
 
   ~TransactionContextsStress() override {
-    Transaction::ResetForTesting();
+    TransactionTesting::Reset();
     zol::signalcomm::Service::Instance().Reset();
   }
 

@@ -4,16 +4,18 @@
 #ifndef FSRL_TESTS_SUPPORT_HAL_TEST_PLATFORM_H
 #define FSRL_TESTS_SUPPORT_HAL_TEST_PLATFORM_H
 
+#include "device_activator/device_activation_service.h"
 #include "device_activator/device_activator.h"
 #include "initialfrontsideradarlefthal_e2e_database.h"
 #include "zol/afw/core/executable.h"
 #include "zol/afw/core/transaction.h"
+#include "zol/afw/core/transaction_testing.h"
 #include "zol/signalcomm/service.h"
 
 namespace fsrl_test {
 
 inline void ResetPlatformForHal(zol::afw::core::Executable& executable) {
-  zol::afw::core::Transaction::ResetForTesting();
+  zol::afw::core::TransactionTesting::Reset();
   zol::signalcomm::Service::Instance().Reset();
   zol::signalcomm::Service::Instance().DefineSignalGroups(initialfrontsideradarlefthal_signal_groups,
                                                           initialfrontsideradarlefthal_signal_group_count);

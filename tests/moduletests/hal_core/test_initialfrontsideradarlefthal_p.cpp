@@ -11,6 +11,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "device_activator/device_activation_service.h"
 #include "device_activator/device_activator.h"
 #include "frontsideradarlefthal.h"
 #include "initialfrontsideradarlefthal_e2e_database.h"
@@ -21,6 +22,7 @@
 #include "zol/afw/core/executable.h"
 #include "zol/afw/core/notifier.h"
 #include "zol/afw/core/transaction.h"
+#include "zol/afw/core/transaction_testing.h"
 #include "zol/log/logging.h"
 #include "zol/mono_clock.h"
 #include "zol/signalcomm/service.h"
@@ -99,7 +101,7 @@ class InitialFrontSideRadarLeftHalCore : public ::testing::Test {
  protected:
   InitialFrontSideRadarLeftHalCore() {
     zol::log::SetDefaultLevel(LoggingLevel::kInfo);
-    zol::afw::core::Transaction::ResetForTesting();
+    zol::afw::core::TransactionTesting::Reset();
     zol::signalcomm::Service::Instance().Reset();
     zol::signalcomm::Service::Instance().DefineSignalGroups(initialfrontsideradarlefthal_signal_groups,
                                                             initialfrontsideradarlefthal_signal_group_count);

@@ -61,6 +61,12 @@ zol_add_hal_boundary_check(PlatformBoundary.TheHalCannotIncludeTheSignalServiceC
   hal_boundary_probe_signal_service ZOL_CASE_SIGNAL_SERVICE "zol/signalcomm/service.h(: No such file|' file not found)")
 zol_add_hal_boundary_check(PlatformBoundary.TheHalCannotIncludeTheE2eFaultInjection
   hal_boundary_probe_e2e_testing ZOL_CASE_E2E_TESTING "zol/e2e/e2e_protection_testing.h(: No such file|' file not found)")
+zol_add_hal_boundary_check(PlatformBoundary.TheHalCannotIncludeTheDeviceActivationServiceControl
+  hal_boundary_probe_device_service ZOL_CASE_DEVICE_SERVICE
+  "device_activator/device_activation_service.h(: No such file|' file not found)")
+zol_add_hal_boundary_check(PlatformBoundary.TheHalCannotIncludeTheTransactionTestHooks
+  hal_boundary_probe_transaction_testing ZOL_CASE_TRANSACTION_TESTING
+  "zol/afw/core/transaction_testing.h(: No such file|' file not found)")
 
 # Each platform component includes only its own headers and those of the components it depends on.
 find_package(Python3 COMPONENTS Interpreter REQUIRED)

@@ -14,6 +14,7 @@
 
 #include "zol/afw/core/task.h"
 #include "zol/afw/core/transaction.h"
+#include "zol/afw/core/transaction_testing.h"
 #include "zol/mono_clock.h"
 #include "zol/pmr/counting_resource.h"
 #include "zol/pmr/deleters.h"
@@ -25,6 +26,7 @@ using zol::afw::core::ErrorCode;
 using zol::afw::core::Task;
 using zol::afw::core::TaskPtr;
 using zol::afw::core::Transaction;
+using zol::afw::core::TransactionTesting;
 using zol::pmr::CountingResource;
 
 // What tasks did, in the order they did it; shared between the queue's thread and the test.
@@ -151,8 +153,8 @@ TaskPtr Lambda(F f) {
 
 class DispatchQueueTest : public ::testing::Test {
  protected:
-  void SetUp() override { Transaction::ResetForTesting(); }
-  void TearDown() override { Transaction::ResetForTesting(); }
+  void SetUp() override { TransactionTesting::Reset(); }
+  void TearDown() override { TransactionTesting::Reset(); }
 };
 
 TEST_F(DispatchQueueTest, ANewQueueIsNotExecutingAndRefusesTasksWithBadState) {

@@ -1,4 +1,5 @@
 #include "zol/afw/core/transaction.h"
+#include "zol/afw/core/transaction_testing.h"
 
 #include <cstddef>
 #include <functional>
@@ -23,14 +24,15 @@ using zol::afw::core::ErrorCode;
 using zol::afw::core::ExecutionContext;
 using zol::afw::core::ExecutionContextScope;
 using zol::afw::core::Transaction;
+using zol::afw::core::TransactionTesting;
 using zol::afw::core::TransactionCallbacks;
 
 // The test thread runs outside every context, so its callbacks wait in the process's default store; every test
 // starts and ends with that store empty.
 class TransactionTest : public ::testing::Test {
  protected:
-  void SetUp() override { Transaction::ResetForTesting(); }
-  void TearDown() override { Transaction::ResetForTesting(); }
+  void SetUp() override { TransactionTesting::Reset(); }
+  void TearDown() override { TransactionTesting::Reset(); }
 };
 
 Transaction::Callback Record(std::vector<int>* calls, int id) {
@@ -112,7 +114,7 @@ TEST_F(TransactionTest, AnEmptyCallbackIsRefused) {
 
 TEST_F(TransactionTest, InjectedFailuresRefuseTheNextRegistrationsWithTheGivenCode) {
   std::vector<int> calls;
-  Transaction::FailNextRegistrations(2, ErrorCode::kFailure);
+  TransactionTesting::FailNextRegistrations(2, ErrorCode::kFailure);
 
   EXPECT_EQ(Transaction::AddBeginTransactionCallback(Record(&calls, 1)), ErrorCode::kFailure);
   EXPECT_EQ(Transaction::AddBeginTransactionCallback(Record(&calls, 2)), ErrorCode::kFailure);
@@ -122,12 +124,12 @@ TEST_F(TransactionTest, InjectedFailuresRefuseTheNextRegistrationsWithTheGivenCo
   EXPECT_EQ(calls, std::vector<int>{3});
 }
 
-TEST_F(TransactionTest, ResetForTestingDropsWaitingCallbacksAndEndsInjectedFailures) {
+TEST_F(TransactionTest, TheTestResetDropsWaitingCallbacksAndEndsInjectedFailures) {
   std::vector<int> calls;
   ASSERT_EQ(Transaction::AddBeginTransactionCallback(Record(&calls, 1)), ErrorCode::kSuccess);
-  Transaction::FailNextRegistrations(5, ErrorCode::kBusy);
+  TransactionTesting::FailNextRegistrations(5, ErrorCode::kBusy);
 
-  Transaction::ResetForTesting();
+  TransactionTesting::Reset();
   Transaction::Begin();
 
   EXPECT_TRUE(calls.empty());
@@ -355,7 +357,7 @@ TEST_F(TransactionTest, AContextsWaitingCallbacksDieWithItUnrun) {
 TEST_F(TransactionTest, EachStoreCountsItsOwnInjectedFailures) {
   TransactionCallbacks own;
   std::vector<int> calls;
-  Transaction::FailNextRegistrations(1, ErrorCode::kFailure);
+  TransactionTesting::FailNextRegistrations(1, ErrorCode::kFailure);
   {
     const Transaction::Scope scope(own);
     EXPECT_EQ(Transaction::AddBeginTransactionCallback(Record(&calls, 1)), ErrorCode::kSuccess);

@@ -1,3 +1,4 @@
+#include "device_activator/device_activation_service.h"
 #include "device_activator/device_activator.h"
 
 #include <chrono>

@@ -20,6 +20,7 @@
 #include "initialfrontsideradarlefthal_signal_groups_meta.h"
 #include "zol/afw/core/executable.h"
 #include "zol/afw/core/transaction.h"
+#include "zol/afw/core/transaction_testing.h"
 #include "zol/e2e/crc.h"
 #include "zol/e2e/e2e_protection.h"
 #include "zol/e2e/e2e_protection_testing.h"
@@ -214,14 +215,14 @@ class SignalAdapterTest : public ::testing::Test {
   void SetUp() override {
     Service::Instance().Reset();
     Service::Instance().DefineSignalGroups(initialfrontsideradarlefthal_signal_groups, kGroupCount);
-    zol::afw::core::Transaction::ResetForTesting();
+    zol::afw::core::TransactionTesting::Reset();
     zol::e2e::testing::ClearRejections();
     previous_level_ = zol::log::DefaultLevel();
     zol::log::SetDefaultLevel(LoggingLevel::kInfo);
   }
 
   void TearDown() override {
-    zol::afw::core::Transaction::ResetForTesting();
+    zol::afw::core::TransactionTesting::Reset();
     zol::e2e::testing::ClearRejections();
     zol::log::SetDefaultLevel(previous_level_);
   }

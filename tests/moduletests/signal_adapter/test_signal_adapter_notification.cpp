@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "signal_adapter_test_support.h"
+#include "zol/afw/core/transaction_testing.h"
 #include "zol/afw/core/contextual_object.h"
 #include "zol/afw/core/execution_context.h"
 #include "zol/afw/core/notifier.h"
@@ -20,6 +21,7 @@ using initialfrontsideradarlefthal::types::RSDS4SigSts1;
 using zol::afw::core::NotificationConfiguration;
 using zol::afw::core::Subscription;
 using zol::afw::core::Transaction;
+using zol::afw::core::TransactionTesting;
 using When = NotificationConfiguration::When;
 
 constexpr const char* kRetrieve = "SignalComm_SignalGroupCache_Retrieve";
@@ -286,7 +288,7 @@ TEST_F(SignalAdapterNotificationTest, RetrieveGroupCacheSucceedsEvenWhenTheServi
 
 TEST_F(SignalAdapterNotificationTest, FailedCallbackRegistrationWarnsAndMakesEveryReadRetrieveUntilOneSucceeds) {
   std::shared_ptr<Impl> impl = MakeInitializedImpl();
-  Transaction::FailNextRegistrations(1, ErrorCode::kBusy);
+  TransactionTesting::FailNextRegistrations(1, ErrorCode::kBusy);
   const std::size_t calls = Calls(kRetrieve);
 
   EXPECT_EQ(impl->RetrieveGroupCache(), ErrorCode::kSuccess);

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <utility>
 
+#include "device_activator/device_activation_service.h"
 #include "initialfrontsideradarlefthal_e2e_database.h"
 #include "zol/afw/core/error_code.h"
 #include "zol/afw/core/transaction.h"

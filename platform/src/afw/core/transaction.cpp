@@ -1,4 +1,5 @@
 #include "zol/afw/core/transaction.h"
+#include "zol/afw/core/transaction_testing.h"
 
 #include <new>
 #include <type_traits>
@@ -43,11 +44,11 @@ void Transaction::Begin() { Current().Begin(); }
 
 std::size_t Transaction::pending_callbacks() { return Current().pending(); }
 
-void Transaction::FailNextRegistrations(std::size_t count, ErrorCode code) {
-  Current().FailNextRegistrations(count, code);
+void TransactionTesting::FailNextRegistrations(std::size_t count, ErrorCode code) {
+  Transaction::Current().FailNextRegistrations(count, code);
 }
 
-void Transaction::ResetForTesting() { Current().Reset(); }
+void TransactionTesting::Reset() { Transaction::Current().Reset(); }
 
 ErrorCode TransactionCallbacks::Add(Transaction::Callback&& callback) {
   if (!callback) {

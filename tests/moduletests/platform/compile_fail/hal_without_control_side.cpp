@@ -4,8 +4,14 @@
 #include "zol/signalcomm/service.h"
 #elif defined(ZOL_CASE_E2E_TESTING)
 #include "zol/e2e/e2e_protection_testing.h"
+#elif defined(ZOL_CASE_DEVICE_SERVICE)
+#include "device_activator/device_activation_service.h"
+#elif defined(ZOL_CASE_TRANSACTION_TESTING)
+#include "zol/afw/core/transaction_testing.h"
 #endif
 
+#include "device_activator/device_activator.h"
+#include "zol/afw/core/transaction.h"
 #include "zol/e2e/e2e_protection.h"
 #include "zol/signalcomm/signal_comm.h"
 

@@ -72,13 +72,6 @@ class Transaction {
   /// @brief The number of callbacks waiting in the current store.
   static std::size_t pending_callbacks();
 
-  /// @brief Test hook: the next @p count registrations in the current store fail with @p code and store nothing.
-  static void FailNextRegistrations(std::size_t count, ErrorCode code);
-
-  /// @brief Test hook: drops the current store's waiting callbacks without running them and ends any injected
-  /// failure there.
-  static void ResetForTesting();
-
   /// @brief The calling thread's current store: that of the dispatch queue whose task it runs, or of the
   /// innermost Scope; otherwise the process's default store.
   static TransactionCallbacks& Current() noexcept;
@@ -105,12 +98,15 @@ class TransactionCallbacks {
   void Begin();
   /// @brief The number of callbacks waiting here.
   std::size_t pending() const;
-  /// @brief See Transaction::FailNextRegistrations().
-  void FailNextRegistrations(std::size_t count, ErrorCode code);
-  /// @brief See Transaction::ResetForTesting().
-  void Reset();
 
  private:
+  // The test hooks below are reached through TransactionTesting, which only tests and tools see.
+  friend class TransactionTesting;
+  // The next @p count registrations fail with @p code and store nothing.
+  void FailNextRegistrations(std::size_t count, ErrorCode code);
+  // Drops the waiting callbacks without running them and ends any injected failure.
+  void Reset();
+
   // Only ever contended by code that registers in a context's store from outside its tasks (a Scope on another
   // thread); a context's own tasks run one at a time.
   mutable std::mutex mutex_;
