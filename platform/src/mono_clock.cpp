@@ -8,8 +8,10 @@ namespace {
 
 // Plain atomics with constant initialisation: they are ready before any static constructor of another library
 // can read the clock, and they have nothing to destroy at exit.
+// NOLINTBEGIN(cppcoreguidelines-avoid-non-const-global-variables): the one process-wide clock switch
 std::atomic<bool> g_manual{false};
 std::atomic<std::int64_t> g_manual_ns{0};
+// NOLINTEND(cppcoreguidelines-avoid-non-const-global-variables)
 
 }  // namespace
 
@@ -42,10 +44,14 @@ ScopedManualClock::ScopedManualClock(MonoClock::time_point start) { MonoClock::U
 
 ScopedManualClock::~ScopedManualClock() { MonoClock::UseSystem(); }
 
+// The scope's members stay members: callers hold the scope as the clock they drive, and a platform whose manual
+// clock is per scope keeps its state there.
+// NOLINTBEGIN(readability-convert-member-functions-to-static)
 void ScopedManualClock::Set(MonoClock::time_point t) { MonoClock::SetManual(t); }
 
 void ScopedManualClock::Advance(MonoClock::duration d) { MonoClock::AdvanceManual(d); }
 
 MonoClock::time_point ScopedManualClock::now() const { return MonoClock::now(); }
+// NOLINTEND(readability-convert-member-functions-to-static)
 
 }  // namespace zol

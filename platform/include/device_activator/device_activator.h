@@ -38,6 +38,9 @@ enum class DeviceErrorCode : std::int32_t {
 
 /// @brief A device's name, at most kMaxDeviceNameLength characters.
 using DeviceName = zol::pmr::string;
+// The container types below are the platform's interface as declared, comparator included; a transparent one
+// would be a different type to every caller that names them.
+// NOLINTBEGIN(modernize-use-transparent-functors)
 /// @brief Requested state per device: true while any component requests the device active.
 using DeviceStates = std::map<DeviceName, bool, std::less<DeviceName>,
                               zol::pmr::polymorphic_allocator<std::pair<const DeviceName, bool>>>;
@@ -47,6 +50,7 @@ using DeviceErrorSet =
 /// @brief Current errors per device (an empty set for a device without errors).
 using DeviceErrors = std::map<DeviceName, DeviceErrorSet, std::less<DeviceName>,
                               zol::pmr::polymorphic_allocator<std::pair<const DeviceName, DeviceErrorSet>>>;
+// NOLINTEND(modernize-use-transparent-functors)
 
 namespace detail {
 class ClientState;

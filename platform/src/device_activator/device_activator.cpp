@@ -360,6 +360,7 @@ std::vector<Delivery> EvaluateAll(ServiceState& state, const AliveInputs& inputs
 // Callbacks thus never run while another client's mutex is held by the same thread, so two threads whose callbacks
 // change requests seen by each other's clients cannot deadlock; and no callback is re-entered.
 void Deliver(std::vector<Delivery> deliveries) {
+  // NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): this thread's delivery in progress
   thread_local std::vector<Delivery>* queue = nullptr;
   if (queue != nullptr) {
     std::move(deliveries.begin(), deliveries.end(), std::back_inserter(*queue));
@@ -375,6 +376,7 @@ void Deliver(std::vector<Delivery> deliveries) {
   };
   const QueueScope scope(&deliveries);
   // By index and by copy: callbacks may append, which moves the elements.
+  // NOLINTNEXTLINE(modernize-loop-convert): a range-for's iterators would not survive the appends
   for (std::size_t i = 0; i < deliveries.size(); ++i) {
     const Delivery delivery = deliveries[i];
     delivery.client->Notify(delivery.changed);

@@ -20,6 +20,7 @@ ComponentDescriptorCollection& ComponentDescriptorCollection::instance() {
   // Deliberately never destroyed. Descriptors are static objects of other libraries; their destructors run at
   // exit or at dlclose, in an order against ours that nobody controls, and each of them unregisters. A
   // collection that outlives them all is the only order that is always safe.
+  // NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): the one process-wide registry
   static auto* const collection = new ComponentDescriptorCollection();
   return *collection;
 }

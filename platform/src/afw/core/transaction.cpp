@@ -75,12 +75,16 @@ void TransactionCallbacks::Begin() {
   // constructed in it: usually one is due, and building and destroying all kMaxCallbacks empty ones cost more
   // than running it.
   typename std::aligned_storage<sizeof(Callback), alignof(Callback)>::type storage[kMax];
-  Callback* const due = reinterpret_cast<Callback*>(&storage[0]);
+  auto* const due = reinterpret_cast<Callback*>(&storage[0]);
   std::size_t due_count = 0;
   // Destroys what was moved here, also when a callback throws.
   struct DueGuard {
     Callback* due;
     const std::size_t& count;
+    DueGuard(const DueGuard&) = delete;
+    DueGuard(DueGuard&&) = delete;
+    DueGuard& operator=(const DueGuard&) = delete;
+    DueGuard& operator=(DueGuard&&) = delete;
     ~DueGuard() {
       for (std::size_t i = 0; i < count; ++i) {
         due[i].~Callback();

@@ -30,7 +30,7 @@ class ContextualObject {
   /// @brief The parent given at construction, or null.
   const ContextualObject* parent() const { return parent_; }
   /// @brief The object's own name.
-  zol::string_view name() const { return zol::string_view(name_.data(), name_.size()); }
+  zol::string_view name() const { return {name_.data(), name_.size()}; }
   /// @brief The names from the root down to this object, joined by '.'.
   std::string qualified_name() const;
 

@@ -30,9 +30,10 @@ class StatusOrStorage {
   explicit StatusOrStorage(ErrorCode status) noexcept : status_(status), has_value_(false) {}
 
   template <typename... Args>
-  StatusOrStorage(InPlace, ErrorCode status, Args&&... args) : status_(status), has_value_(false) {
+  StatusOrStorage(InPlace /*tag*/, ErrorCode status, Args&&... args) : status_(status), has_value_(false) {
     ::new (static_cast<void*>(&value_)) T(std::forward<Args>(args)...);
-    has_value_ = true;
+    // Only once the value's constructor has returned: a throwing one leaves nothing to destroy.
+    has_value_ = true;  // NOLINT(cppcoreguidelines-prefer-member-initializer)
   }
 
   StatusOrStorage(const StatusOrStorage& other) : status_(other.status_), has_value_(false) {
@@ -95,7 +96,8 @@ class StatusOrStorage {
   }
 
   ErrorCode status_;
-  bool has_value_;
+  // Set by every constructor itself, next to the value it does or does not construct.
+  bool has_value_;  // NOLINT(modernize-use-default-member-init)
   union {
     T value_;
   };
@@ -111,6 +113,7 @@ struct CopyControl<false> {
   CopyControl(CopyControl&&) = default;
   CopyControl& operator=(const CopyControl&) = delete;
   CopyControl& operator=(CopyControl&&) = default;
+  ~CopyControl() = default;
 };
 
 }  // namespace detail
@@ -162,9 +165,10 @@ class ZOL_NODISCARD StatusOr
   StatusOr(T&& value, ErrorCode status) : Storage(detail::InPlace{}, status, std::move(value)) {}
 
   StatusOr(const StatusOr&) = default;
-  StatusOr(StatusOr&&) = default;
+  // Defaulted: noexcept exactly when the storage's move is, which follows T's.
+  StatusOr(StatusOr&&) = default;  // NOLINT(performance-noexcept-move-constructor)
   StatusOr& operator=(const StatusOr&) = default;
-  StatusOr& operator=(StatusOr&&) = default;
+  StatusOr& operator=(StatusOr&&) = default;  // NOLINT(performance-noexcept-move-constructor)
   ~StatusOr() = default;
 
   /// @brief True when a value is held, whatever the status.
