@@ -31,6 +31,7 @@
 #include "initialfrontsideradarlefthal_signal_adapter.h"
 #include "initialfrontsideradarlefthal_signal_groups_meta.h"
 #include "radar_frames.h"
+#include "function_task.h"
 #include "zol/afw/core/component_descriptor.h"
 #include "zol/afw/core/dispatch_queue.h"
 #include "zol/afw/core/error_code.h"
@@ -208,22 +209,7 @@ class ScanPayloads {
   std::array<const SignalAdapter_Signal*, 4> time_stamp_signals_{};
 };
 
-// A task that runs a function; the dispatch queue begins a transaction for it like for any other task.
-class FunctionTask final : public zol::afw::core::Task {
- public:
-  explicit FunctionTask(std::function<void()> body) : body_(std::move(body)) {}
-  ErrorCode Execute() override {
-    body_();
-    return ErrorCode::kSuccess;
-  }
-
- private:
-  std::function<void()> body_;
-};
-
-ErrorCode Post(DispatchQueue& queue, std::function<void()> body) {
-  return queue.AsyncTask(zol::pmr::MakeUniqueSized<FunctionTask>(zol::pmr::get_default_resource(), std::move(body)));
-}
+using fsrl_test::Post;
 
 // What one HAL object saw during its life and after it. Written on the thread that owns the HAL at the time, read by
 // the test thread once that thread has handed over (future, join).

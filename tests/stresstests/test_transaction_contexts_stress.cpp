@@ -24,6 +24,7 @@
 
 #include "initialfrontsideradarlefthal_e2e_database.h"
 #include "initialfrontsideradarlefthal_signal_adapter.h"
+#include "function_task.h"
 #include "zol/afw/core/dispatch_queue.h"
 #include "zol/afw/core/error_code.h"
 #include "zol/afw/core/executable.h"
@@ -99,21 +100,7 @@ int Publish(SignalComm_Name_t group, const std::uint8_t* data, std::size_t size)
   return zol::signalcomm::Service::Instance().Publish(group, zol::memory::span<const std::uint8_t>(data, size));
 }
 
-class FunctionTask final : public zol::afw::core::Task {
- public:
-  explicit FunctionTask(std::function<void()> body) : body_(std::move(body)) {}
-  ErrorCode Execute() override {
-    body_();
-    return ErrorCode::kSuccess;
-  }
-
- private:
-  std::function<void()> body_;
-};
-
-ErrorCode Post(DispatchQueue& queue, std::function<void()> body) {
-  return queue.AsyncTask(zol::pmr::MakeUniqueSized<FunctionTask>(zol::pmr::get_default_resource(), std::move(body)));
-}
+using fsrl_test::Post;
 
 // One executable with its adapter. Everything but the pacing counters is touched only by tasks of the context's
 // queue, and by the test thread once that queue is idle or stopped.

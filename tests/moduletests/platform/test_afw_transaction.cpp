@@ -16,6 +16,7 @@
 #include "zol/afw/core/task.h"
 #include "zol/pmr/deleters.h"
 #include "zol/pmr/memory_resource.h"
+#include "function_task.h"
 
 namespace {
 
@@ -157,22 +158,7 @@ TEST_F(TransactionTest, RegistrationsFromManyThreadsAreAllKept) {
   EXPECT_EQ(runs, kThreads * kPerThread);
 }
 
-// A task that runs a function; the queue begins a transaction for it like for any other task.
-class FunctionTask final : public zol::afw::core::Task {
- public:
-  explicit FunctionTask(std::function<void()> body) : body_(std::move(body)) {}
-  ErrorCode Execute() override {
-    body_();
-    return ErrorCode::kSuccess;
-  }
-
- private:
-  std::function<void()> body_;
-};
-
-ErrorCode Post(DispatchQueue& queue, std::function<void()> body) {
-  return queue.AsyncTask(zol::pmr::MakeUniqueSized<FunctionTask>(zol::pmr::get_default_resource(), std::move(body)));
-}
+using fsrl_test::Post;
 
 // Where and in whose transaction a callback ran; written on the queues' threads, read after WaitIdle().
 struct CallbackRun {

@@ -4,76 +4,11 @@
 #include <string_view>
 
 #include "fsrl/candump_reader.h"
+#include "radar_names.h"
 
 namespace fsrl {
 namespace internal {
 namespace {
-
-// Enumerator names as the data model spells them; nullptr for a value without enumerator, which is then written
-// as its integer so that nothing is lost.
-const char* NameOf(radar_service::Mode value) {
-  switch (value) {
-    case radar_service::Mode::kShortRange:
-      return "kShortRange";
-    case radar_service::Mode::kNearRange:
-      return "kNearRange";
-    case radar_service::Mode::kMidRange:
-      return "kMidRange";
-    case radar_service::Mode::kLongRange:
-      return "kLongRange";
-  }
-  return nullptr;
-}
-
-const char* NameOf(radar_service::QualityAggregated value) {
-  switch (value) {
-    case radar_service::QualityAggregated::kLow:
-      return "kLow";
-    case radar_service::QualityAggregated::kMid:
-      return "kMid";
-    case radar_service::QualityAggregated::kHigh:
-      return "kHigh";
-    case radar_service::QualityAggregated::kUnknown:
-      return "kUnknown";
-  }
-  return nullptr;
-}
-
-const char* NameOf(radar_service::CalibrationStatus value) {
-  switch (value) {
-    case radar_service::CalibrationStatus::kNotStarted:
-      return "kNotStarted";
-    case radar_service::CalibrationStatus::kNotComplete:
-      return "kNotComplete";
-    case radar_service::CalibrationStatus::kComplete:
-      return "kComplete";
-  }
-  return nullptr;
-}
-
-const char* NameOf(radar_service::SensorBlockage value) {
-  switch (value) {
-    case radar_service::SensorBlockage::kBlockageUnknown:
-      return "kBlockageUnknown";
-    case radar_service::SensorBlockage::kFullBlockage:
-      return "kFullBlockage";
-    case radar_service::SensorBlockage::kNoBlockage:
-      return "kNoBlockage";
-  }
-  return nullptr;
-}
-
-const char* NameOf(radar_service::Interference value) {
-  switch (value) {
-    case radar_service::Interference::kInterferenceUnknown:
-      return "kInterferenceUnknown";
-    case radar_service::Interference::kFullInterference:
-      return "kFullInterference";
-    case radar_service::Interference::kNoInterference:
-      return "kNoInterference";
-  }
-  return nullptr;
-}
 
 template <typename Enum>
 void WriteEnum(JsonWriter& json, Enum value) {
