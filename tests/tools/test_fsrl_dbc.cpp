@@ -79,8 +79,8 @@ TEST_F(FsrlDbc, AFileThatCannotBeWrittenIsAFailureNamingIt) {
 TEST_F(FsrlDbc, ArgumentsAreUsageErrorsAndTheCommandIsListed) {
   const fsrl_test::CommandRun extra = Dbc({"radar.log"});
   EXPECT_EQ(extra.exit_code, fsrl::kExitUsage);
-  const fsrl_test::CommandRun help = fsrl_test::RunWithStreams(
-      [](std::FILE* out, std::FILE* err) { return fsrl::RunFsrl({"help"}, out, err); });
+  const fsrl_test::CommandRun help =
+      fsrl_test::RunWithStreams([](std::FILE* out, std::FILE* err) { return fsrl::RunFsrl({"help"}, out, err); });
   EXPECT_THAT(help.out, HasSubstr("  dbc "));
   const fsrl_test::CommandRun dbc_help = Dbc({"--help"});
   EXPECT_THAT(dbc_help.out, HasSubstr("Usage: fsrl dbc [--frame-map FILE] [-o FILE]"));
