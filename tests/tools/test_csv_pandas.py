@@ -1,7 +1,8 @@
-"""The CSV tables of a simulated run, read with pandas, hold exactly what the run's JSON lines hold.
+"""The CSV tables of the fsrl commands, read with pandas, hold exactly what their JSON lines hold.
 
-The fixture program (FSRL_EXPORT_FIXTURE) simulates a run with faults, replays and decodes it with the fsrl tool
-(JSON lines), and writes the same publications and decoded frames as CSV. pandas is the reader nobody here wrote.
+A radar log with faults is simulated with `fsrl simulate` (FSRL_TOOL), then replayed with `fsrl replay` and
+decoded with `fsrl decode`, each once writing JSON lines and once with `--format csv`. pandas is the reader nobody
+here wrote.
 """
 import json
 import math
@@ -16,10 +17,27 @@ import pandas
 SCANS = "60"
 
 
-def run_fixture():
+def fsrl(*args, stdout=subprocess.DEVNULL):
+    subprocess.run([os.environ["FSRL_TOOL"], *args], check=True, stdout=stdout, stderr=subprocess.DEVNULL)
+
+
+def run_commands():
     directory = tempfile.mkdtemp(prefix="fsrl_csv_")
-    subprocess.run([os.environ["FSRL_EXPORT_FIXTURE"], directory, SCANS], check=True,
-                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+
+    def path(name):
+        return os.path.join(directory, name)
+
+    # A CRC error, a dropped group and a silence long enough for lost communication: statuses with faults, scans
+    # that stay incomplete, and every E2E outcome the decode output knows.
+    fsrl("simulate", "--scans", SCANS, "--out", path("radar.log"), "--seed", "5",
+         "--fault", "crc:3:RSDS4Detn045To049", "--fault", "drop:6:RSDS4Detn100To104", "--fault", "silence:10:400")
+    fsrl("replay", path("radar.log"), "--out", path("replay.jsonl"))
+    fsrl("replay", path("radar.log"), "--format", "csv", "--out", path("detections.csv"))
+    fsrl("replay", path("radar.log"), "--format", "csv", "--out", path("other.csv"), "--status-out",
+         path("status.csv"))
+    for output_format, name in (("jsonl", "decode.jsonl"), ("csv", "decode.csv")):
+        with open(path(name), "wb") as out:
+            fsrl("decode", "--format", output_format, path("radar.log"), stdout=out)
     return directory
 
 
@@ -43,7 +61,7 @@ def nanoseconds(seconds_text):
 class PandasReadsCsvLikeJsonLines(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        cls.directory = run_fixture()
+        cls.directory = run_commands()
         cls.replay = json_lines(os.path.join(cls.directory, "replay.jsonl"))
         cls.decode = json_lines(os.path.join(cls.directory, "decode.jsonl"))
 
@@ -99,14 +117,12 @@ class PandasReadsCsvLikeJsonLines(unittest.TestCase):
             for key in ("is_sensor_status_on", "is_transmission_activated", "is_system_failing", "is_time_sync_ok"):
                 self.assertEqual(row[key], status[key], key)
 
-    def test_crlf_line_ends_read_the_same_and_end_every_row(self):
-        with open(self.path("status_crlf.csv"), "rb") as source:
-            raw = source.read()
-        self.assertTrue(raw.endswith(b"\r\n"))
-        self.assertEqual(raw.count(b"\n"), raw.count(b"\r\n"))
-        pandas.testing.assert_frame_equal(
-            pandas.read_csv(self.path("status_crlf.csv"), float_precision="round_trip"),
-            pandas.read_csv(self.path("status.csv"), float_precision="round_trip"))
+    def test_the_statuses_table_defaults_to_the_detections_name_with_status_csv(self):
+        # `--out detections.csv` alone puts the statuses beside it; `--status-out` names them; both the same.
+        with open(self.path("detections.status.csv"), "rb") as default, open(self.path("status.csv"), "rb") as named:
+            self.assertEqual(default.read(), named.read())
+        with open(self.path("detections.csv"), "rb") as first, open(self.path("other.csv"), "rb") as second:
+            self.assertEqual(first.read(), second.read())
 
     def test_every_decoded_frame_is_a_row_with_its_group_columns_filled(self):
         # Text first: 64-bit counters and time stamps do not fit a float64 column with gaps.

@@ -2,7 +2,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <cstdlib>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -11,6 +13,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "fsrl/csv_writer.h"
 #include "fsrl/frame_builder.h"
 #include "fsrl/frame_map.h"
 #include "fsrl_cli.h"
@@ -169,6 +172,94 @@ TEST_F(FsrlDecode, CorruptedCrcIsWrongCrcWithResultMinusOneAndTheNextGoodFrameIs
   EXPECT_THAT(run.err, HasSubstr("RSDS4SigSts2: 2 kE2eOk, 1 kE2eWrongCRC"));
   EXPECT_THAT(run.err, Not(HasSubstr("Failed to decode"))) << "the HAL's own log stays off stderr by default";
   EXPECT_THAT(run.err, HasSubstr("--hal-log shows them"));
+}
+
+// The CSV rows of the decode table, split at commas (no field of it holds one), without line ends.
+std::vector<std::vector<std::string>> CsvRows(const std::string& text) {
+  std::vector<std::vector<std::string>> rows;
+  std::size_t start = 0;
+  while (start < text.size()) {
+    const std::size_t end = text.find('\n', start);
+    EXPECT_NE(end, std::string::npos) << "every row ends with a line feed";
+    const std::string row = text.substr(start, end == std::string::npos ? std::string::npos : end - start);
+    rows.emplace_back();
+    std::size_t field = 0;
+    for (std::size_t comma = row.find(','); comma != std::string::npos; comma = row.find(',', field)) {
+      rows.back().push_back(row.substr(field, comma - field));
+      field = comma + 1;
+    }
+    rows.back().push_back(row.substr(field));
+    start = end == std::string::npos ? text.size() : end + 1;
+  }
+  return rows;
+}
+
+TEST_F(FsrlDecode, CsvFormatWritesOneRowPerDecodedFrameWithTheValuesOfTheJsonLines) {
+  const std::size_t detn = 0;
+  const std::size_t sts2 = 51;
+  std::string log;
+  for (std::uint8_t counter = 0; counter < 3; ++counter) {
+    fsrl::GroupPayloadBuilder builder(detn);
+    ASSERT_TRUE(builder.SetRaw("RSDS4Detn000To004Range2", 12345U + counter));
+    ASSERT_TRUE(builder.SetRaw("RSDS4Detn000To004RngRt0", 5000));
+    log += FrameLine(kT0 + counter * 50 * kMs, detn, builder.Build(counter));
+  }
+  std::vector<std::uint8_t> corrupted = fsrl::EncodeGroupPayload(sts2, {}, 0);
+  corrupted[10] ^= 0x01;
+  log += FrameLine(kT0 + 200 * kMs, sts2, corrupted);
+  log += FrameLine(kT0 + 250 * kMs, 7, fsrl::EncodeGroupPayload(7, {}, 0), true, fsrl::CanId{0x7FF, false});
+  const std::string path = WriteLog("mixed.log", log);
+
+  const DecodeRun json = Decode({path});
+  ASSERT_EQ(json.exit_code, fsrl::kExitOk) << json.err;
+  zol::signalcomm::Service::Instance().Reset();
+  const DecodeRun csv = Decode({"--format", "csv", path}, false);
+  ASSERT_EQ(csv.exit_code, fsrl::kExitOk) << csv.err;
+  EXPECT_EQ(csv.stats.decoded, json.stats.decoded);
+  EXPECT_EQ(csv.stats.unmapped, 1U);
+
+  const std::vector<std::vector<std::string>> rows = CsvRows(csv.out);
+  ASSERT_EQ(rows.size(), 1U + json.records.size());
+  ASSERT_EQ(json.records.size(), 4U);
+  const std::vector<std::string>& header = rows[0];
+  ASSERT_GE(header.size(), 9U);
+  EXPECT_EQ(std::vector<std::string>(header.begin(), header.begin() + 9),
+            (std::vector<std::string>{"t", "t_ns", "channel", "id", "extended", "group", "result", "status",
+                                      "status_code"}));
+  for (std::size_t i = 0; i < json.records.size(); ++i) {
+    SCOPED_TRACE("frame " + std::to_string(i));
+    const std::vector<std::string>& row = rows[1 + i];
+    const JsonValue& line = json.records[i];
+    ASSERT_EQ(row.size(), header.size());
+    EXPECT_EQ(row[0], line["t"].text);
+    EXPECT_EQ(row[5], line["group"].text);
+    EXPECT_EQ(row[6], line["result"].text);
+    EXPECT_EQ(row[7], line["status"].text);
+    std::size_t filled = 0;
+    for (std::size_t column = 9; column < header.size(); ++column) {
+      filled += row[column].empty() ? 0U : 1U;
+    }
+    EXPECT_EQ(filled, line["record"].members.size()) << "a row fills its own group's columns only";
+    for (const auto& member : line["record"].members) {
+      const auto at = std::find(header.begin(), header.end(), member.first);
+      ASSERT_NE(at, header.end()) << member.first;
+      const std::string& field = row[static_cast<std::size_t>(at - header.begin())];
+      EXPECT_EQ(std::strtod(field.c_str(), nullptr), member.second.number()) << member.first;
+    }
+  }
+  EXPECT_EQ(rows[1][1], "1700000000123456789");
+  EXPECT_EQ(rows[1][3], "1024");
+  EXPECT_EQ(rows[4][7], "kE2eWrongCRC");
+}
+
+TEST_F(FsrlDecode, AnUnknownOutputFormatIsAUsageError) {
+  const DecodeRun run = Decode({"--format", "xml", WriteLog("empty.log", "")}, false);
+  EXPECT_EQ(run.exit_code, fsrl::kExitUsage);
+  EXPECT_THAT(run.err, HasSubstr("--format: 'xml' is neither jsonl nor csv"));
+  EXPECT_TRUE(run.out.empty());
+  const DecodeRun empty = Decode({"--format=csv", WriteLog("empty.log", "")}, false);
+  EXPECT_EQ(empty.exit_code, fsrl::kExitOk);
+  EXPECT_EQ(CsvRows(empty.out).size(), 1U) << "the header row alone";
 }
 
 TEST_F(FsrlDecode, HalLogOptionShowsTheAdaptersMessages) {
@@ -427,7 +518,7 @@ TEST_F(FsrlCommandLine, VersionIsTheProjectsVersion) {
 }
 
 TEST_F(FsrlCommandLine, EveryCommandAcceptsHelpShortAndLongAndRejectsAnUnknownOption) {
-  for (const char* command : {"decode", "replay", "simulate", "plot", "demo"}) {
+  for (const char* command : {"decode", "replay", "simulate", "plot", "dbc", "demo"}) {
     EXPECT_EQ(Run({command, "-h"}), fsrl::kExitOk) << command;
     const std::string short_help = out_;
     EXPECT_THAT(short_help, HasSubstr(std::string("Usage: fsrl ") + command)) << command;

@@ -87,6 +87,13 @@ TEST_F(FsrlDemo, SummarisesWhatEachFaultCostAndWritesItsThreeFiles) {
   }
   EXPECT_EQ(detection_lines, 55U);
 
+  // replay.mcap holds the same publications for a 3D viewer, and the printed line names it.
+  EXPECT_THAT(run.out, HasSubstr(out_dir + "/bev.svg, " + out_dir + "/replay.mcap\n"));
+  const std::string mcap = ReadFile(out_dir + "/replay.mcap");
+  ASSERT_GT(mcap.size(), 16U);
+  EXPECT_EQ(mcap.substr(0, 8), std::string("\x89MCAP0\r\n", 8));
+  EXPECT_EQ(mcap.substr(mcap.size() - 8), std::string("\x89MCAP0\r\n", 8));
+
   // bev.svg draws every populated detection of every published scan.
   const std::string svg = ReadFile(out_dir + "/bev.svg");
   EXPECT_EQ(svg.rfind("<?xml", 0), 0U);
@@ -101,6 +108,7 @@ TEST_F(FsrlDemo, SameSeedGivesTheSameScansAndPicture) {
   EXPECT_FALSE(scans.empty());
   EXPECT_EQ(scans, ReadFile(dir_.path() + "/b/scans.jsonl"));
   EXPECT_EQ(ReadFile(dir_.path() + "/a/bev.svg"), ReadFile(dir_.path() + "/b/bev.svg"));
+  EXPECT_EQ(ReadFile(dir_.path() + "/a/replay.mcap"), ReadFile(dir_.path() + "/b/replay.mcap"));
 }
 
 TEST_F(FsrlDemo, DefaultRunFinishesWithinAFewSeconds) {

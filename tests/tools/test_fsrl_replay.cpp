@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include "fsrl/candump_reader.h"
+#include "fsrl/csv_writer.h"
 #include "fsrl/frame_builder.h"
 #include "fsrl/frame_map.h"
 #include "fsrl/replay.h"
@@ -782,6 +783,14 @@ TEST_F(FsrlReplay, HelpDocumentsTheTimeLineTheOutputAndEveryOption) {
                            "--out FILE",
                            "--summary-json FILE",
                            "--hal-log",
+                           "--format jsonl|csv",
+                           "--status-out FILE",
+                           ".status.csv",
+                           "--mcap FILE",
+                           "--mcap-compression zstd|none",
+                           "foxglove.PointCloud",
+                           "float_precision=\"round_trip\"",
+                           "single-precision",
                            "T_k = t0 + k",
                            "exactly T_k",
                            "\"type\": \"detections\"",
@@ -928,6 +937,254 @@ TEST_F(FsrlReplay, InMemoryReplayTellsTheObserverOfEachJump) {
   EXPECT_EQ(summary.clock_jumps_forward, 1U);
   ASSERT_EQ(recorder.detections.size(), 2U);
   EXPECT_EQ(recorder.detections[1].t_ns, kT0 + kThreeYears + 50 * kMs);
+}
+
+
+// The outputs besides the JSON lines: the sinks the replay feeds, and the options that make them.
+
+// Every publication a sink is given, as (kind, time, scan id), in order.
+struct SinkRecorder : fsrl::ReplaySink {
+  struct Call {
+    std::string type;
+    std::int64_t t_ns;
+    unsigned scan_id;
+    bool operator==(const Call& other) const {
+      return type == other.type && t_ns == other.t_ns && scan_id == other.scan_id;
+    }
+  };
+  std::vector<Call> calls;
+  bool finished = false;
+  void OnDetections(std::int64_t t_ns, const radar_service::CornerRadarDetections& scan) override {
+    calls.push_back({"detections", t_ns, scan.info().scan_id()});
+  }
+  void OnStatus(std::int64_t t_ns, const radar_service::RadarStatus& status) override {
+    calls.push_back({"status", t_ns, status.scan_id()});
+  }
+  bool Finish(std::string& /*error*/) override {
+    finished = true;
+    return true;
+  }
+};
+
+// The rows of a CSV file without quoted fields (the replay's tables have none), split into fields.
+std::vector<std::vector<std::string>> CsvRows(const std::string& text) {
+  std::vector<std::vector<std::string>> rows;
+  std::size_t start = 0;
+  while (start < text.size()) {
+    std::size_t end = text.find('\n', start);
+    EXPECT_NE(end, std::string::npos) << "every row ends with a line feed";
+    if (end == std::string::npos) {
+      end = text.size();
+    }
+    std::vector<std::string> fields;
+    std::size_t field_start = start;
+    for (;;) {
+      const std::size_t comma = text.find(',', field_start);
+      if (comma == std::string::npos || comma > end) {
+        fields.push_back(text.substr(field_start, end - field_start));
+        break;
+      }
+      fields.push_back(text.substr(field_start, comma - field_start));
+      field_start = comma + 1;
+    }
+    rows.push_back(fields);
+    start = end + 1;
+  }
+  return rows;
+}
+
+std::size_t Column(const std::vector<std::string>& header, const std::string& name) {
+  const auto at = std::find(header.begin(), header.end(), name);
+  EXPECT_NE(at, header.end()) << name;
+  return static_cast<std::size_t>(at - header.begin());
+}
+
+TEST_F(FsrlReplay, SinksHearEveryPublicationAtTheTimeAndInTheOrderOfTheJsonLines) {
+  RadarLog sensor;
+  std::vector<fsrl::CanFrame> frames = ScanFrames(sensor, kT0, Scan(7, 1000000, 1));
+  const std::vector<fsrl::CanFrame> second = ScanFrames(sensor, kT0 + 400 * kMs, Scan(8, 1400000, 2));
+  frames.insert(frames.end(), second.begin(), second.end());
+  SinkRecorder first_sink;
+  SinkRecorder second_sink;
+  fsrl::ReplayOptions options;
+  options.alive_timeout_ns = 100 * kMs;
+  options.sinks = {&first_sink, &second_sink};
+
+  std::FILE* out = std::tmpfile();
+  std::FILE* err = std::tmpfile();
+  ASSERT_EQ(fsrl::Replay(frames, options, out, err, nullptr), fsrl::kReplayOk) << fsrl_test::ReadAll(err);
+  const std::vector<JsonValue> lines = fsrl_test::ParseJsonLines(fsrl_test::ReadAll(out));
+  std::fclose(out);
+  std::fclose(err);
+
+  ASSERT_EQ(first_sink.calls.size(), lines.size());
+  ASSERT_EQ(lines.size(), 10U) << "two scans, eight statuses of which six mark lost communication";
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    EXPECT_EQ(first_sink.calls[i].type, lines[i]["type"].text) << i;
+    EXPECT_EQ(Seconds(first_sink.calls[i].t_ns), lines[i]["t"].text) << i;
+    EXPECT_EQ(std::to_string(first_sink.calls[i].scan_id), lines[i]["scan_id"].text) << i;
+  }
+  EXPECT_EQ(second_sink.calls, first_sink.calls);
+  EXPECT_FALSE(first_sink.finished) << "a sink is finished by its owner, after the replay";
+
+  // Without JSON lines the sinks hear the same.
+  SinkRecorder alone;
+  options.sinks = {&alone};
+  zol::signalcomm::Service::Instance().Reset();
+  ASSERT_EQ(fsrl::Replay(frames, options, nullptr, nullptr, nullptr), fsrl::kReplayOk);
+  EXPECT_EQ(alone.calls, first_sink.calls);
+}
+
+TEST_F(FsrlReplay, CsvFormatWritesBothTablesWithTheValuesOfTheJsonLines) {
+  RadarLog log;
+  log.AddScan(kT0, Scan(3, 1000000, 1));
+  log.AddScan(kT0 + 50 * kMs, Scan(4, 1050000, 2));
+  const ReplayRun json = RunLog(log);
+  ASSERT_EQ(json.exit_code, fsrl::kExitOk) << json.err;
+  ASSERT_THAT(Types(json), ::testing::ElementsAre("status", "detections", "status", "detections"));
+
+  const std::string detections_path = dir_.path() + "/scans.csv";
+  const ReplayRun csv = RunLog(log, {"--format", "csv", "--out", detections_path});
+  ASSERT_EQ(csv.exit_code, fsrl::kExitOk) << csv.err;
+  EXPECT_TRUE(csv.out.empty());
+  const std::vector<std::vector<std::string>> detections = CsvRows(ReadFile(detections_path));
+  const std::vector<std::vector<std::string>> statuses = CsvRows(ReadFile(dir_.path() + "/scans.status.csv"));
+  ASSERT_EQ(detections.size(), 1U + 2U * 200U);
+  ASSERT_EQ(statuses.size(), 1U + 2U);
+  EXPECT_EQ(detections[0], fsrl::ReplayCsvWriter::DetectionColumns());
+  EXPECT_EQ(statuses[0], fsrl::ReplayCsvWriter::StatusColumns());
+
+  const std::vector<std::string>& header = detections[0];
+  for (std::size_t scan = 0; scan < 2; ++scan) {
+    const JsonValue& line = json.lines[2 * scan + 1];
+    for (std::size_t slot = 0; slot < 200; ++slot) {
+      SCOPED_TRACE("scan " + std::to_string(scan) + " slot " + std::to_string(slot));
+      const std::vector<std::string>& row = detections[1 + scan * 200 + slot];
+      ASSERT_EQ(row.size(), header.size());
+      const JsonValue& detection = line["detections"].items[slot];
+      EXPECT_EQ(row[Column(header, "t")], line["t"].text);
+      EXPECT_EQ(row[Column(header, "scan_id")], line["scan_id"].text);
+      EXPECT_EQ(row[Column(header, "detection")], std::to_string(slot));
+      EXPECT_EQ(row[Column(header, "time_stamp_mid_range")], line["time_stamps"]["mid_range"].text);
+      EXPECT_EQ(std::strtof(row[Column(header, "mounting_phi_offset")].c_str(), nullptr),
+                FloatOf(line["mounting"]["phi_offset"]));
+      for (const char* key : {"snr", "rcs", "azimuth", "elevation", "range", "range_rate"}) {
+        EXPECT_EQ(std::strtof(row[Column(header, key)].c_str(), nullptr), FloatOf(detection[key])) << key;
+      }
+      EXPECT_EQ(row[Column(header, "is_dynamic")], detection["is_dynamic"].boolean ? "true" : "false");
+      EXPECT_EQ(row[Column(header, "mode")], detection["mode"].text);
+      EXPECT_EQ(row[Column(header, "quality_aggregated")], detection["quality_aggregated"].text);
+    }
+    const std::vector<std::string>& status = statuses[1 + scan];
+    const JsonValue& status_line = json.lines[2 * scan];
+    EXPECT_EQ(status[Column(statuses[0], "t")], status_line["t"].text);
+    EXPECT_EQ(status[Column(statuses[0], "scan_id")], status_line["scan_id"].text);
+    EXPECT_EQ(status[Column(statuses[0], "blockage")], status_line["blockage"].text);
+    EXPECT_EQ(std::strtof(status[Column(statuses[0], "azimuth_alignment_error")].c_str(), nullptr),
+              FloatOf(status_line["azimuth_alignment_error"]));
+  }
+}
+
+TEST_F(FsrlReplay, CsvStatusesGoWhereStatusOutSaysAndDetectionsToStandardOutputWithoutOut) {
+  RadarLog log;
+  log.AddScan(kT0, Scan(3, 1000000, 1));
+  const std::string status_path = dir_.path() + "/statuses.csv";
+  const ReplayRun run = Run({"--format=csv", "--status-out", status_path, dir_.Write("radar.log", log.text())});
+  ASSERT_EQ(run.exit_code, fsrl::kExitOk) << run.err;
+  EXPECT_EQ(CsvRows(run.out).size(), 1U + 200U);
+  EXPECT_EQ(CsvRows(ReadFile(status_path)).size(), 1U + 1U);
+
+  // An --out without the .csv ending gets .status.csv appended.
+  const ReplayRun plain = RunLog(log, {"--format", "csv", "--out", dir_.path() + "/scans"});
+  ASSERT_EQ(plain.exit_code, fsrl::kExitOk) << plain.err;
+  EXPECT_EQ(CsvRows(ReadFile(dir_.path() + "/scans.status.csv")).size(), 2U);
+}
+
+TEST_F(FsrlReplay, McapIsWrittenBesideUnchangedJsonLinesWithOrWithoutCompression) {
+  RadarLog log;
+  log.AddScan(kT0, Scan(3, 1000000, 1));
+  log.AddScan(kT0 + 50 * kMs, Scan(4, 1050000, 2));
+  const ReplayRun plain = RunLog(log);
+  ASSERT_EQ(plain.exit_code, fsrl::kExitOk) << plain.err;
+  const std::string zstd_path = dir_.path() + "/replay.mcap";
+  const std::string none_path = dir_.path() + "/replay_none.mcap";
+  const ReplayRun zstd = RunLog(log, {"--mcap", zstd_path});
+  ASSERT_EQ(zstd.exit_code, fsrl::kExitOk) << zstd.err;
+  EXPECT_EQ(zstd.out, plain.out);
+  const ReplayRun none = RunLog(log, {"--mcap", none_path, "--mcap-compression", "none"});
+  ASSERT_EQ(none.exit_code, fsrl::kExitOk) << none.err;
+
+  const std::string magic("\x89MCAP0\r\n", 8);
+  for (const std::string& path : {zstd_path, none_path}) {
+    const std::string bytes = ReadFile(path);
+    ASSERT_GT(bytes.size(), 16U) << path;
+    EXPECT_EQ(bytes.substr(0, 8), magic) << path;
+    EXPECT_EQ(bytes.substr(bytes.size() - 8), magic) << path;
+  }
+  // Uncompressed chunks show the messages as written: two point clouds, two statuses, and a transform for the
+  // first scan and for each change of the mounting.
+  std::size_t mountings = 0;
+  std::string last_mounting;
+  for (const JsonValue& line : plain.lines) {
+    if (line["type"].text == "detections") {
+      const JsonValue& mounting = line["mounting"];
+      const std::string text =
+          mounting["x_offset"].text + "," + mounting["y_offset"].text + "," + mounting["phi_offset"].text;
+      mountings += text != last_mounting ? 1U : 0U;
+      last_mounting = text;
+    }
+  }
+  const std::string none_bytes = ReadFile(none_path);
+  EXPECT_EQ(fsrl_test::Count(none_bytes, "\"point_stride\":40"), 2U);
+  EXPECT_EQ(fsrl_test::Count(none_bytes, "\"child_frame_id\":\"fsrl_radar\""), mountings);
+  EXPECT_EQ(fsrl_test::Count(none_bytes, "\"flr_temperature\":0"), 2U);
+  EXPECT_LT(ReadFile(zstd_path).size(), none_bytes.size());
+
+  // Beside CSV tables too.
+  const std::string csv_mcap = dir_.path() + "/csv.mcap";
+  const ReplayRun csv = RunLog(log, {"--format", "csv", "--out", dir_.path() + "/t.csv", "--mcap", csv_mcap});
+  ASSERT_EQ(csv.exit_code, fsrl::kExitOk) << csv.err;
+  EXPECT_EQ(ReadFile(csv_mcap), ReadFile(zstd_path));
+}
+
+TEST_F(FsrlReplay, OutputOptionsThatDoNotFitAreUsageErrors) {
+  const std::string log = dir_.Write("empty.log", "");
+  const struct {
+    std::vector<std::string> args;
+    const char* message;
+  } kCases[] = {
+      {{"--format", "xml", log}, "--format: 'xml' is neither jsonl nor csv"},
+      {{"--status-out", "s.csv", log}, "--status-out: only with --format csv"},
+      {{"--format", "csv", log}, "--format csv: the statuses need a file: give --out or --status-out"},
+      {{"--mcap", "x.mcap", "--mcap-compression", "lz4", log}, "--mcap-compression: 'lz4' is neither zstd nor none"},
+      {{"--mcap-compression", "none", log}, "--mcap-compression: only with --mcap FILE"},
+      {{log, "--mcap"}, "--mcap: needs a value (FILE)"},
+  };
+  for (const auto& bad : kCases) {
+    const ReplayRun run = Run(bad.args);
+    EXPECT_EQ(run.exit_code, fsrl::kExitUsage) << bad.message;
+    EXPECT_THAT(run.err, HasSubstr(bad.message));
+    EXPECT_TRUE(run.out.empty());
+  }
+}
+
+TEST_F(FsrlReplay, AnMcapOrCsvThatCannotBeWrittenIsAFailureNamingTheFile) {
+  if (std::FILE* probe = std::fopen("/dev/full", "wb")) {
+    std::fclose(probe);
+  } else {
+    GTEST_SKIP() << "no /dev/full";
+  }
+  RadarLog log;
+  log.AddScan(kT0, Scan(3, 1000000, 1));
+  const ReplayRun mcap = RunLog(log, {"--mcap", "/dev/full"});
+  EXPECT_EQ(mcap.exit_code, fsrl::kExitFailure);
+  EXPECT_THAT(mcap.err, HasSubstr("fsrl replay: /dev/full: "));
+  const ReplayRun csv = RunLog(log, {"--format", "csv", "--out", "/dev/full", "--status-out", dir_.path() + "/s.csv"});
+  EXPECT_EQ(csv.exit_code, fsrl::kExitFailure);
+  EXPECT_THAT(csv.err, HasSubstr("cannot write the detections CSV: No space left on device (detections to /dev/full"));
+  const ReplayRun no_dir = RunLog(log, {"--mcap", dir_.path() + "/no/such/dir.mcap"});
+  EXPECT_EQ(no_dir.exit_code, fsrl::kExitFailure);
+  EXPECT_THAT(no_dir.err, HasSubstr("cannot open '" + dir_.path() + "/no/such/dir.mcap' for writing"));
 }
 
 }  // namespace

@@ -2,7 +2,7 @@
 // it to the JSON lines of the same replay: records and CRCs (stream reader), summary, statistics, chunk and
 // message indexes (indexed reader, seeking), every channel, schema and message, log times, the decoded point
 // clouds, and the messages against the viewer's own JSON Schemas (@foxglove/schemas, checked with ajv).
-//   node check_mcap.js FILE.mcap REPLAY.jsonl COMPRESSION
+//   node check_mcap.js FILE.mcap REPLAY.jsonl COMPRESSION [MIN_CHUNKS]
 "use strict";
 
 const assert = require("node:assert/strict");
@@ -12,7 +12,7 @@ const foxgloveSchemas = require("@foxglove/schemas/jsonschema");
 const { decompress } = require("fzstd");
 const Ajv = require("ajv");
 
-const [mcapPath, jsonlPath, compression] = process.argv.slice(2);
+const [mcapPath, jsonlPath, compression, minChunks = "1"] = process.argv.slice(2);
 const bytes = new Uint8Array(fs.readFileSync(mcapPath));
 const decompressHandlers = { zstd: (buffer, size) => decompress(buffer, new Uint8Array(Number(size))) };
 
@@ -54,6 +54,7 @@ async function main() {
     assert.ok(counts[type] > 0, `a ${type} record`);
   }
   assert.equal(counts.ChunkIndex, counts.Chunk, "one chunk index per chunk");
+  assert.ok(counts.Chunk >= Number(minChunks), `at least ${minChunks} chunk(s), found ${counts.Chunk}`);
 
   // 2. The summary, as a viewer opening the file reads it.
   const reader = await McapIndexedReader.Initialize({

@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
 # Test set-up and run of the MCAP check: installs the reference reader's packages (package-lock.json, from the npm
-# registry) into node_modules here when they are missing, writes a simulated run in every format with the fixture
-# program, and reads both MCAP files (zstd and uncompressed chunks) with check_mcap.js.
-#   run_mcap_check.sh FIXTURE_PROGRAM WORK_DIR
+# registry) into node_modules here when they are missing, simulates a radar log with `fsrl simulate`, replays it
+# with `fsrl replay` writing JSON lines and MCAP in the same run (zstd chunks, and again with uncompressed chunks),
+# and reads both MCAP files with check_mcap.js against the JSON lines.
+#   run_mcap_check.sh FSRL_TOOL WORK_DIR
 # Exit status 77 (skipped) only when node or npm is not installed.
 set -euo pipefail
 
-fixture=$1
+fsrl=$1
 work=$2
 here=$(cd "$(dirname "$0")" && pwd)
 
@@ -23,6 +24,18 @@ fi
 
 rm -rf "${work}"
 mkdir -p "${work}"
-"${fixture}" "${work}" 60 >/dev/null 2>"${work}/fixture.err" || { cat "${work}/fixture.err" >&2; exit 1; }
-node "${here}/check_mcap.js" "${work}/replay.mcap" "${work}/replay.jsonl" zstd
-node "${here}/check_mcap.js" "${work}/replay_none.mcap" "${work}/replay.jsonl" ""
+run() {
+  "$@" >/dev/null 2>"${work}/command.err" || { echo "failed: $*" >&2; cat "${work}/command.err" >&2; exit 1; }
+}
+# A CRC error, a dropped group and a silence long enough for lost communication: statuses with faults and scans
+# that stay incomplete. 400 scans make about 2 MB of uncompressed chunks: more than one 1 MiB chunk, so that the
+# chunk and message indexes are exercised.
+run "${fsrl}" simulate --scans 400 --out "${work}/radar.log" --seed 5 --fault crc:3:RSDS4Detn045To049 \
+  --fault drop:6:RSDS4Detn100To104 --fault silence:10:400
+run "${fsrl}" replay "${work}/radar.log" --out "${work}/replay.jsonl" --mcap "${work}/replay.mcap"
+run "${fsrl}" replay "${work}/radar.log" --out "${work}/replay_none.jsonl" --mcap "${work}/replay_none.mcap" \
+  --mcap-compression none
+# Writing MCAP beside the JSON lines leaves them as they were.
+cmp "${work}/replay.jsonl" "${work}/replay_none.jsonl"
+node "${here}/check_mcap.js" "${work}/replay.mcap" "${work}/replay.jsonl" zstd 1
+node "${here}/check_mcap.js" "${work}/replay_none.mcap" "${work}/replay.jsonl" "" 2

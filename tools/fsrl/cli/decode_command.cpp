@@ -8,6 +8,7 @@
 
 #include "fsrl/candump_reader.h"
 #include "fsrl/command_line.h"
+#include "fsrl/csv_writer.h"
 #include "fsrl/frame_map.h"
 #include "fsrl/hal_log_sink.h"
 #include "fsrl/input_file.h"
@@ -33,7 +34,7 @@ using zol::afw::core::ErrorCode;
 using zol::afw::core::SignalPropertyStatus;
 using zol::afw::core::SignalPropertyStatusCode;
 
-const char kDecodeUsage[] = "Usage: fsrl decode [--frame-map FILE] [--strict] [--hal-log] LOG\n";
+const char kDecodeUsage[] = "Usage: fsrl decode [--frame-map FILE] [--format jsonl|csv] [--strict] [--hal-log] LOG\n";
 
 const char kDecodeAbout[] =
     "\n"
@@ -55,6 +56,12 @@ const char kDecodeAbout[] =
     "  record  every field of the group's typed record in field order: physical values as the shortest\n"
     "          decimal that reads back as the same double, integers and enumerations as integers.\n"
     "          After a failed check the record holds what was decoded anyway; do not trust it.\n"
+    "\n"
+    "--format csv writes the same frames as one CSV table (RFC 4180, a header row, LF line ends), a row\n"
+    "per decoded frame: t, t_ns, channel, id (decimal), extended, group, result, status, status_code, then\n"
+    "one column per record field of every group (the group's name is in its fields' names); a row fills\n"
+    "only its own group's columns. Read it with pandas.read_csv(FILE, float_precision=\"round_trip\");\n"
+    "64-bit counters and time stamps need dtype=str or \"UInt64\" in a column with gaps.\n"
     "\n"
     "Frames: group i (0..51, in signal database order) is carried by standard id 0x400 + i\n"
     "(0x400..0x433) unless --frame-map says otherwise. A group's payload is the first data_length/8\n"
@@ -191,6 +198,11 @@ int RunDecode(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
   HalLogOptions hal_options;
   bool strict = false;
   input_options.AddTo(command_line);
+  // The output format; the integrator moves it to LogInputOptions::output_format (`--format`) once the shared
+  // options declare it, by replacing these two statements with a reference to that member.
+  std::string output_format = "jsonl";
+  command_line.Text("--format", output_format, "jsonl|csv",
+                    "write JSON lines (default) or one CSV table to standard output");
   command_line.Flag("--strict", strict,
                     "stop at the first malformed line, with exit status 2, instead of skipping it");
   hal_options.AddTo(command_line);
@@ -199,6 +211,9 @@ int RunDecode(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
   }
   if (const std::string problem = input_options.Check(); !problem.empty()) {
     return command_line.UsageError(err, problem);
+  }
+  if (output_format != "jsonl" && output_format != "csv") {
+    return command_line.UsageError(err, "--format: '" + output_format + "' is neither jsonl nor csv");
   }
   FrameMap frame_map;
   if (!input_options.LoadFrameMap(frame_map, command_line, err)) {
@@ -239,10 +254,20 @@ int RunDecode(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
   DecodeStats stats;
   OutputBuffer output(out);
   JsonWriter json(output);
+  // The CSV table has its own buffer; its header row is written only when it is the output.
+  std::optional<DecodeCsvWriter> csv;
+  if (output_format == "csv") {
+    csv.emplace(out);
+  }
   LogFrameReader reader(input, err, "decode");
   if (strict) {
     // Output written so far goes out first, so that the report and the output agree on where it stopped.
-    reader.set_before_malformed_report([&output] { output.Flush(); });
+    reader.set_before_malformed_report([&output, &csv] {
+      output.Flush();
+      if (csv) {
+        csv->Flush();
+      }
+    });
   }
   ProgressLine progress(err, ProgressWanted(err, out, false));
   CanFrame frame;
@@ -293,6 +318,14 @@ int RunDecode(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
     ++stats.decoded;
     ++stats.by_status[group][StatusSlot(property_status.status_code_)];
 
+    if (csv) {
+      csv->WriteFrame(frame, group, static_cast<std::int32_t>(read_result), property_status.status_code_,
+                      group_reader.record.get());
+      if (csv->failed()) {
+        break;
+      }
+      continue;
+    }
     char seconds[32];
     json.BeginObject();
     json.PreparedKey(texts.t);
@@ -321,6 +354,9 @@ int RunDecode(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
   stats.malformed = reader.malformed();
   if (!output.Flush()) {
     std::fprintf(err, "fsrl decode: cannot write the output: %s\n", std::strerror(output.error_number()));
+    status = kExitFailure;
+  } else if (csv && !csv->Flush()) {
+    std::fprintf(err, "fsrl decode: cannot write the output: %s\n", std::strerror(csv->error_number()));
     status = kExitFailure;
   }
   stats.hal_log_lines = log_sink.count();

@@ -14,6 +14,7 @@
 #include "fsrl/json_writer.h"
 #include "fsrl/progress.h"
 #include "fsrl/replay.h"
+#include "fsrl/replay_mcap.h"
 #include "fsrl/simulator.h"
 #include "fsrl_cli.h"
 
@@ -34,6 +35,8 @@ const char kDemoAbout[] =
     "  scans.jsonl   every notification of the replay, exactly the `fsrl replay` output\n"
     "  summary.json  the summary above as JSON, with the replay's own summary under \"replay\"\n"
     "  bev.svg       bird's-eye view of all published scans (as `fsrl plot` draws it)\n"
+    "  replay.mcap   the same notifications as an MCAP recording for a 3D viewer (as `fsrl replay\n"
+    "                --mcap` writes it): detections as point clouds, the mounting, the statuses\n"
     "\n";
 
 const char kDemoEpilogue[] =
@@ -284,13 +287,22 @@ int RunDemo(const std::vector<std::string>& args, std::FILE* out, std::FILE* err
   const std::string jsonl_path = command_line.out_dir + "/scans.jsonl";
   const std::string summary_path = command_line.out_dir + "/summary.json";
   const std::string svg_path = command_line.out_dir + "/bev.svg";
+  const std::string mcap_path = command_line.out_dir + "/replay.mcap";
 
   std::FILE* jsonl = std::fopen(jsonl_path.c_str(), "w+b");
   if (jsonl == nullptr) {
     std::fprintf(err, "fsrl demo: cannot open '%s': %s\n", jsonl_path.c_str(), std::strerror(errno));
     return kExitFailure;
   }
+  OutputFile mcap_file;
+  if (!mcap_file.Open(mcap_path)) {
+    std::fprintf(err, "fsrl demo: cannot open '%s': %s\n", mcap_path.c_str(), std::strerror(mcap_file.error()));
+    std::fclose(jsonl);
+    return kExitFailure;
+  }
+  ReplayMcapSink mcap(mcap_file.get());
   ReplayOptions replay_options;
+  replay_options.sinks.push_back(&mcap);
   replay_options.cycle_ns = options.period_ns;
   // The replay's lines go to a file and the summary comes after the progress line is gone.
   replay_options.progress = show_progress;
@@ -312,6 +324,14 @@ int RunDemo(const std::vector<std::string>& args, std::FILE* out, std::FILE* err
   std::fclose(jsonl);
   if (replayed != kReplayOk || !jsonl_ok) {
     std::fprintf(err, "fsrl demo: the replay failed; see above\n");
+    return kExitFailure;
+  }
+  if (std::string error; !mcap.Finish(error)) {
+    std::fprintf(err, "fsrl demo: %s: %s\n", mcap_path.c_str(), error.c_str());
+    return kExitFailure;
+  }
+  if (!mcap_file.Close()) {
+    std::fprintf(err, "fsrl demo: cannot write '%s': %s\n", mcap_path.c_str(), std::strerror(mcap_file.error()));
     return kExitFailure;
   }
 
@@ -396,7 +416,8 @@ int RunDemo(const std::vector<std::string>& args, std::FILE* out, std::FILE* err
   }
   std::fprintf(out, "ProcessFsrlInput: p50 %.1f us, p99 %.1f us (max %.1f us)\n", summary.p50_us(), summary.p99_us(),
                summary.max_us());
-  std::fprintf(out, "Wrote %s, %s, %s\n", jsonl_path.c_str(), summary_path.c_str(), svg_path.c_str());
+  std::fprintf(out, "Wrote %s, %s, %s, %s\n", jsonl_path.c_str(), summary_path.c_str(), svg_path.c_str(),
+               mcap_path.c_str());
   return kExitOk;
 }
 

@@ -17,11 +17,12 @@ const char kAbout[] =
     "\n"
     "Commands:\n"
     "  decode    decode every radar frame of a candump log through the HAL's signal adapter\n"
-    "            (E2E check and decoding) and print one JSON object per frame\n"
+    "            (E2E check and decoding) and print one JSON object (or CSV row) per frame\n"
     "  replay    run the whole HAL over a candump log in virtual time and print the published\n"
-    "            detection scans and statuses as JSON lines\n"
+    "            detection scans and statuses as JSON lines or CSV tables, and as MCAP\n"
     "  simulate  write a candump log of a simulated radar, optionally with faults\n"
     "  plot      draw a bird's-eye view of replayed detection scans as SVG\n"
+    "  dbc       write the radar's signal database as a DBC file for a frame map\n"
     "  demo      simulate, replay and plot in one go, and summarise what happened\n"
     "  help      show this text, or `fsrl help <command>` for a command's help\n"
     "\n";
@@ -40,7 +41,8 @@ struct Command {
 int Decode(const std::vector<std::string>& args, std::FILE* out, std::FILE* err) { return RunDecode(args, out, err); }
 
 const Command kCommands[] = {
-    {"decode", &Decode}, {"replay", &RunReplay}, {"simulate", &RunSimulate}, {"plot", &RunPlot}, {"demo", &RunDemo},
+    {"decode", &Decode}, {"replay", &RunReplay}, {"simulate", &RunSimulate}, {"plot", &RunPlot},
+    {"dbc", &RunDbc},   {"demo", &RunDemo},
 };
 
 const Command* FindCommand(const std::string& name) {

@@ -52,6 +52,9 @@ int RunSimulate(const std::vector<std::string>& args, std::FILE* out, std::FILE*
 /// @brief `fsrl plot`: a bird's-eye view of replayed detection scans as SVG (arguments after "plot").
 int RunPlot(const std::vector<std::string>& args, std::FILE* out, std::FILE* err);
 
+/// @brief `fsrl dbc`: the signal database as a DBC file for a frame map (arguments after "dbc").
+int RunDbc(const std::vector<std::string>& args, std::FILE* out, std::FILE* err);
+
 /// @brief `fsrl demo`: simulate with faults, replay through the HAL, summarise and plot (arguments after "demo").
 int RunDemo(const std::vector<std::string>& args, std::FILE* out, std::FILE* err);
 

@@ -4,14 +4,17 @@
 #include <cstring>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "fsrl/candump_reader.h"
 #include "fsrl/command_line.h"
+#include "fsrl/csv_writer.h"
 #include "fsrl/frame_map.h"
 #include "fsrl/input_file.h"
 #include "fsrl/progress.h"
 #include "fsrl/replay.h"
+#include "fsrl/replay_mcap.h"
 #include "fsrl_cli.h"
 
 namespace fsrl {
@@ -21,7 +24,8 @@ static_assert(kReplayOk == kExitOk && kReplayFailed == kExitFailure, "the replay
 
 const char kReplayUsage[] =
     "Usage: fsrl replay [--cycle-ms N] [--alive-timeout-ms N] [--clock-jump-ms N] [--frame-map FILE]\n"
-    "                   [--out FILE] [--summary-json FILE] [--hal-log] LOG\n";
+    "                   [--format jsonl|csv] [--out FILE] [--status-out FILE] [--mcap FILE]\n"
+    "                   [--mcap-compression zstd|none] [--summary-json FILE] [--hal-log] LOG\n";
 
 const char kReplayAbout[] =
     "\n"
@@ -77,6 +81,21 @@ const char kReplayAbout[] =
     "  kNoBlockage; interference kInterferenceUnknown, kFullInterference, kNoInterference;\n"
     "  calibration_status kNotStarted, kNotComplete, kComplete (a value without a name is written as\n"
     "  its integer).\n"
+    "The HAL holds single-precision values: the decimals above, read as doubles, differ from the float's own\n"
+    "double value in the last digits; compare as single precision (numpy.float32) or as text.\n"
+    "\n"
+    "--format csv writes the same publications as two CSV tables (RFC 4180, a header row, LF line ends):\n"
+    "detections to --out (standard output without it), a row per slot of every scan (all 200): t, t_ns,\n"
+    "scan_id, is_valid, time_stamp_{short,near,mid,long}_range, mounting_{x,y,phi}_offset, detection (the\n"
+    "slot), snr, rcs, azimuth, elevation, range, range_rate, is_dynamic, mode, quality_aggregated; and\n"
+    "statuses to --status-out (default: --out with its .csv ending, if any, replaced by .status.csv), a row\n"
+    "per status: t, t_ns, scan_id, the status line's fields, the fault reasons flattened. Numbers as in the\n"
+    "JSON lines; read them with pandas.read_csv(FILE, float_precision=\"round_trip\").\n"
+    "--mcap FILE writes the publications, besides the JSON lines or CSV tables, as an MCAP recording for a\n"
+    "3D viewer: /fsrl/detections (foxglove.PointCloud in frame \"vehicle\": a point per populated\n"
+    "detection, range, angles, range rate, RCS and SNR as float32 fields), /tf (foxglove.FrameTransform\n"
+    "vehicle -> fsrl_radar, the mounting) and /fsrl/status (the status line as JSON), log time = T_k;\n"
+    "chunked (1 MiB) and indexed, zstd-compressed unless --mcap-compression none.\n"
     "\n";
 
 const char kReplayEpilogue[] =
@@ -88,6 +107,16 @@ const char kReplayEpilogue[] =
     "Exit status: 0 success (also when malformed lines were skipped or cycles failed), 1 when LOG cannot be\n"
     "read, an output file cannot be written or the HAL cannot be set up, 2 on a usage error or an invalid\n"
     "frame map.\n";
+
+// "run.csv" -> "run.status.csv", "run" -> "run.status.csv": the statuses' table beside the detections'.
+std::string DefaultStatusPath(const std::string& detections_path) {
+  const std::string ending = ".csv";
+  std::string stem = detections_path;
+  if (stem.size() > ending.size() && stem.compare(stem.size() - ending.size(), ending.size(), ending) == 0) {
+    stem.resize(stem.size() - ending.size());
+  }
+  return stem + ".status.csv";
+}
 
 constexpr std::int64_t kNsPerMs = 1000000;
 constexpr std::uint64_t kMaxMilliseconds = 86400000;  // one day; keeps every cycle time far from overflow
@@ -149,7 +178,23 @@ int RunReplay(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
                       "jump. Whole milliseconds above --alive-timeout-ms, up to 86400000\n"
                       "(default 5000; used as at least the alive timeout plus two cycles)");
   input_options.AddTo(command_line);
-  command_line.Text("--out", out_path, "FILE", "write the JSON lines to FILE instead of standard output");
+  // The output format; the integrator moves it to LogInputOptions::output_format (`--format`) once the shared
+  // options declare it, by replacing these two statements with a reference to that member.
+  std::string output_format = "jsonl";
+  command_line.Text("--format", output_format, "jsonl|csv",
+                    "what --out receives: JSON lines (default) or the detections CSV table");
+  std::string status_out_path;
+  std::string mcap_path;
+  std::string mcap_compression = "zstd";
+  command_line.Text("--out", out_path, "FILE",
+                    "write the JSON lines (the detections CSV with --format csv) to FILE instead of\n"
+                    "standard output");
+  command_line.Text("--status-out", status_out_path, "FILE",
+                    "with --format csv: write the statuses CSV to FILE (default: --out with .csv\n"
+                    "replaced by .status.csv; required when the detections go to standard output)");
+  command_line.Text("--mcap", mcap_path, "FILE", "also write the publications as an MCAP recording to FILE");
+  command_line.Text("--mcap-compression", mcap_compression, "zstd|none",
+                    "how the MCAP chunks are stored (default zstd, level 1)");
   command_line.Text("--summary-json", summary_path, "FILE",
                     "write a summary as one JSON object to FILE: \"cycles\" run, \"failed_cycles\"\n"
                     "(ProcessFsrlInput returned kFailure), \"lost_comm_cycles\" (cycles in lost\n"
@@ -169,6 +214,25 @@ int RunReplay(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
   }
   if (const std::string problem = input_options.Check(); !problem.empty()) {
     return command_line.UsageError(err, problem);
+  }
+  if (output_format != "jsonl" && output_format != "csv") {
+    return command_line.UsageError(err, "--format: '" + output_format + "' is neither jsonl nor csv");
+  }
+  const bool csv = output_format == "csv";
+  if (!csv && !status_out_path.empty()) {
+    return command_line.UsageError(err, "--status-out: only with --format csv");
+  }
+  if (csv && status_out_path.empty()) {
+    if (out_path.empty()) {
+      return command_line.UsageError(err, "--format csv: the statuses need a file: give --out or --status-out");
+    }
+    status_out_path = DefaultStatusPath(out_path);
+  }
+  if (mcap_compression != "zstd" && mcap_compression != "none") {
+    return command_line.UsageError(err, "--mcap-compression: '" + mcap_compression + "' is neither zstd nor none");
+  }
+  if (command_line.Given("--mcap-compression") && mcap_path.empty()) {
+    return command_line.UsageError(err, "--mcap-compression: only with --mcap FILE");
   }
   if (clock_jump_ms <= alive_timeout_ms) {
     return command_line.UsageError(err, "--clock-jump-ms: must exceed the alive timeout (" +
@@ -199,6 +263,18 @@ int RunReplay(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
                  std::strerror(out_file.error()));
     return kExitFailure;
   }
+  OutputFile status_file;
+  if (!status_out_path.empty() && !status_file.Open(status_out_path)) {
+    std::fprintf(err, "fsrl replay: cannot open '%s' for writing: %s\n", status_out_path.c_str(),
+                 std::strerror(status_file.error()));
+    return kExitFailure;
+  }
+  OutputFile mcap_file;
+  if (!mcap_path.empty() && !mcap_file.Open(mcap_path)) {
+    std::fprintf(err, "fsrl replay: cannot open '%s' for writing: %s\n", mcap_path.c_str(),
+                 std::strerror(mcap_file.error()));
+    return kExitFailure;
+  }
   OutputFile summary_file;
   if (!summary_path.empty() && !summary_file.Open(summary_path)) {
     std::fprintf(err, "fsrl replay: cannot open '%s' for writing: %s\n", summary_path.c_str(),
@@ -211,7 +287,21 @@ int RunReplay(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
   int status = kExitOk;
   std::uint64_t lines = 0;
   {
-    ReplaySession session(options, out_file.get() != nullptr ? out_file.get() : out, err, &summary);
+    std::FILE* const main_out = out_file.get() != nullptr ? out_file.get() : out;
+    // The sinks write their file starts (CSV header rows, the MCAP header) at once, and their ends in Finish.
+    std::optional<ReplayCsvWriter> csv_writer;
+    std::optional<ReplayMcapSink> mcap_sink;
+    if (csv) {
+      csv_writer.emplace(main_out, status_file.get());
+      options.sinks.push_back(&*csv_writer);
+    }
+    if (mcap_file.get() != nullptr) {
+      McapOptions mcap_options;
+      mcap_options.compression = mcap_compression == "none" ? McapCompression::kNone : McapCompression::kZstd;
+      mcap_sink.emplace(mcap_file.get(), mcap_options);
+      options.sinks.push_back(&*mcap_sink);
+    }
+    ReplaySession session(options, csv ? nullptr : main_out, err, &summary);
     LogFrameReader reader(input, err, "replay");
     CanFrame frame;
     bool reading = true;
@@ -234,6 +324,24 @@ int RunReplay(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
     lines = reader.lines();
     summary.malformed_lines = reader.malformed();
     if (session.Finish() != kReplayOk) {
+      status = kExitFailure;
+    }
+    // Completed even after a failed replay: what was replayed up to the failure is kept readable.
+    std::string sink_error;
+    if (csv_writer && !csv_writer->Finish(sink_error)) {
+      std::fprintf(err, "fsrl replay: %s (detections to %s, statuses to %s)\n", sink_error.c_str(),
+                   out_path.empty() ? "<stdout>" : out_path.c_str(), status_out_path.c_str());
+      status = kExitFailure;
+    }
+    if (mcap_sink && !mcap_sink->Finish(sink_error)) {
+      std::fprintf(err, "fsrl replay: %s: %s\n", mcap_path.c_str(), sink_error.c_str());
+      status = kExitFailure;
+    }
+  }
+  for (auto [file, path] : {std::pair<OutputFile*, const std::string*>{&status_file, &status_out_path},
+                            std::pair<OutputFile*, const std::string*>{&mcap_file, &mcap_path}}) {
+    if (!file->Close() && status == kExitOk) {
+      std::fprintf(err, "fsrl replay: cannot write '%s': %s\n", path->c_str(), std::strerror(file->error()));
       status = kExitFailure;
     }
   }

@@ -1,5 +1,5 @@
 // Replay concern: the run loop: frames in, cycles on the time line, clock jumps, the summary's counts and the
-// notifications out (to the JSON lines and the observer).
+// notifications out (to the JSON lines, the further sinks and the observer).
 #include "fsrl/replay.h"
 
 #include <algorithm>
@@ -268,6 +268,9 @@ class ReplaySession::Impl {
         if (json_) {
           internal::WriteDetectionsLine(*json_, t, scan);
         }
+        for (ReplaySink* sink : options_.sinks) {
+          sink->OnDetections(t, scan);
+        }
       } else {
         const radar_service::RadarStatus& status = pending.statuses[next_status++];
         ++summary_->status_publications;
@@ -277,6 +280,9 @@ class ReplaySession::Impl {
         }
         if (json_) {
           internal::WriteStatusLine(*json_, t, status);
+        }
+        for (ReplaySink* sink : options_.sinks) {
+          sink->OnStatus(t, status);
         }
       }
     }

@@ -30,6 +30,7 @@
 
 #include "fsrl/candump_reader.h"
 #include "fsrl/frame_map.h"
+#include "fsrl/replay_sink.h"
 
 namespace fsrl {
 
@@ -68,6 +69,10 @@ struct ReplayOptions {
   std::string source_name = "<frames>";
   /// Told of every notification and clock jump as it happens (may be null); the summary keeps only counts.
   ReplayObserver* observer = nullptr;
+  /// Further outputs (CSV tables, an MCAP recording): each is given every scan and status the JSON lines are
+  /// written from, with the same time and in the same order, whether or not JSON lines are written. Not owned;
+  /// their owner calls ReplaySink::Finish once the replay's Finish has returned.
+  std::vector<ReplaySink*> sinks;
 };
 
 /// One detection notification: what GetFsrlDetections returned when it came.
