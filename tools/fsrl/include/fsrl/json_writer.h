@@ -28,6 +28,10 @@ class OutputBuffer {
   OutputBuffer& operator=(const OutputBuffer&) = delete;
 
   void Write(const char* data, std::size_t size) {
+    // An empty view may come with a null pointer, which memcpy must not be given even for no bytes.
+    if (size == 0) {
+      return;
+    }
     if (size <= capacity_ - size_) {
       std::memcpy(buffer_.get() + size_, data, size);
       size_ += size;
