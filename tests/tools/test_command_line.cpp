@@ -139,10 +139,12 @@ TEST(CommandLine, HelpListsEveryDeclaredOptionWithItsValueAndAlignedDescriptions
   EXPECT_EQ(example.Parse({"--help"}).status, fsrl::kExitOk);
   EXPECT_EQ(example.out, example.command_line.Help());
   EXPECT_THAT(example.out, HasSubstr("Usage: fsrl example [options] LOG\n\nDoes nothing.\n\nOptions:\n"));
-  EXPECT_THAT(example.out, HasSubstr("  -t, --text FILE   a text\n                    over two lines\n"));
-  EXPECT_THAT(example.out, HasSubstr("  --number N        a number\n"));
-  EXPECT_THAT(example.out, HasSubstr("  --frame-map FILE  take the frame map from FILE"));
-  EXPECT_THAT(example.out, HasSubstr("  -h, --help        show this help\n\nExit status: 0 always.\n"));
+  // The longest name within the column, "--output-format FMT", sets where every description starts.
+  EXPECT_THAT(example.out, HasSubstr("  -t, --text FILE      a text\n                       over two lines\n"));
+  EXPECT_THAT(example.out, HasSubstr("  --number N           a number\n"));
+  EXPECT_THAT(example.out, HasSubstr("  --frame-map FILE     take the frame map from FILE"));
+  EXPECT_THAT(example.out, HasSubstr("  --output-format FMT  the output's format"));
+  EXPECT_THAT(example.out, HasSubstr("  -h, --help           show this help\n\nExit status: 0 always.\n"));
   EXPECT_THAT(example.out, Not(HasSubstr("1..60000"))) << "the range is the description's to word";
   Example short_help;
   EXPECT_EQ(short_help.Parse({"-h"}).status, fsrl::kExitOk);
