@@ -14,6 +14,7 @@
 #include <gtest/gtest.h>
 
 #include "fsrl/exit_status.h"
+#include "fsrl/frame_map.h"
 #include "fsrl_cli.h"
 #include "tool_test_support.h"
 
@@ -303,6 +304,31 @@ TEST_F(FsrlInputs, ChannelSelectsOneBusByNameOrNumberAndCountsTheRestAsFiltered)
   const CommandRun replay = Replay({"--channel", "can0", path});
   EXPECT_EQ(replay.out, replayed_.out);
   EXPECT_THAT(replay.err, HasSubstr(", 156 frames filtered out\n"));
+}
+
+TEST_F(FsrlInputs, AFrameMapLineWithAChannelMapsTheIdOnThatBusOnly) {
+  std::string two_buses;
+  for (std::string line : OriginalLines()) {
+    two_buses += line + "\n";
+    line.replace(line.find("can0"), 4, "can1");
+    two_buses += line + "\n";
+  }
+  const std::string path = dir_.Write("two_buses.log", two_buses);
+  // Every group on its default id on can0, the first detection group's id on can1 only.
+  std::string map = "RSDS4Detn000To004,400,can1\n";
+  for (std::size_t group = 1; group < 52; ++group) {
+    char line[64];
+    std::snprintf(line, sizeof line, "%s,%X,1\n", std::string(fsrl::GroupName(group)).c_str(),
+                  static_cast<unsigned>(0x400 + group));
+    map += line;
+  }
+  const std::string map_path = dir_.Write("channels.map", map);
+  const CommandRun run = Decode({"--frame-map", map_path, path});
+  ASSERT_EQ(run.exit_code, fsrl::kExitOk) << run.err;
+  EXPECT_THAT(run.err, HasSubstr("312 frames read, 156 decoded, 156 unmapped frames skipped"));
+  EXPECT_EQ(fsrl_test::Count(run.out, "RSDS4Detn000To004"), 3U);
+  const CommandRun replay = Replay({"--frame-map", map_path, path});
+  EXPECT_EQ(replay.out, replayed_.out) << "each group arrives once per scan, from its own bus";
 }
 
 TEST_F(FsrlInputs, FilterKeepsTheMatchingIdsOrWithATildeTheOthers) {
