@@ -139,10 +139,12 @@ TEST(CommandLine, HelpListsEveryDeclaredOptionWithItsValueAndAlignedDescriptions
   EXPECT_EQ(example.Parse({"--help"}).status, fsrl::kExitOk);
   EXPECT_EQ(example.out, example.command_line.Help());
   EXPECT_THAT(example.out, HasSubstr("Usage: fsrl example [options] LOG\n\nDoes nothing.\n\nOptions:\n"));
-  EXPECT_THAT(example.out, HasSubstr("  -t, --text FILE   a text\n                    over two lines\n"));
-  EXPECT_THAT(example.out, HasSubstr("  --number N        a number\n"));
-  EXPECT_THAT(example.out, HasSubstr("  --frame-map FILE  take the frame map from FILE"));
-  EXPECT_THAT(example.out, HasSubstr("  -h, --help        show this help\n\nExit status: 0 always.\n"));
+  // The longest name within the column, "--output-format FMT", sets where every description starts.
+  EXPECT_THAT(example.out, HasSubstr("  -t, --text FILE      a text\n                       over two lines\n"));
+  EXPECT_THAT(example.out, HasSubstr("  --number N           a number\n"));
+  EXPECT_THAT(example.out, HasSubstr("  --frame-map FILE     take the frame map from FILE"));
+  EXPECT_THAT(example.out, HasSubstr("  --output-format FMT  the output's format"));
+  EXPECT_THAT(example.out, HasSubstr("  -h, --help           show this help\n\nExit status: 0 always.\n"));
   EXPECT_THAT(example.out, Not(HasSubstr("1..60000"))) << "the range is the description's to word";
   Example short_help;
   EXPECT_EQ(short_help.Parse({"-h"}).status, fsrl::kExitOk);
@@ -176,6 +178,84 @@ TEST(CommandLine, WithoutAFrameMapFileTheDefaultMapIsUsed) {
   fsrl::FrameMap frame_map;
   EXPECT_TRUE(example.input.LoadFrameMap(frame_map, example.command_line, stderr));
   EXPECT_EQ(frame_map.GroupOf(fsrl::FrameMap::kDefaultBaseId, false), 0);
+}
+
+}  // namespace
+
+namespace {
+
+TEST(LogInputOptions, FormatGoesToTheInputOrTheOutputSideByItsName) {
+  Example example;
+  ASSERT_EQ(example.Parse({"--format", "csv", "--format", "asc", "x.log"}).status, -1) << example.err;
+  ASSERT_EQ(example.input.Check(), "");
+  EXPECT_EQ(example.input.format(), fsrl::LogFormat::kAsc);
+  EXPECT_EQ(example.input.output_format, "csv");
+
+  Example defaults;
+  ASSERT_EQ(defaults.Parse({"x.log"}).status, -1);
+  ASSERT_EQ(defaults.input.Check(), "");
+  EXPECT_EQ(defaults.input.format(), fsrl::LogFormat::kAuto);
+  EXPECT_EQ(defaults.input.output_format, "jsonl");
+
+  Example explicit_sides;
+  ASSERT_EQ(explicit_sides.Parse({"--input-format", "candump-delta", "--output-format", "csv", "x.log"}).status, -1);
+  ASSERT_EQ(explicit_sides.input.Check(), "");
+  EXPECT_EQ(explicit_sides.input.format(), fsrl::LogFormat::kCandumpLongDelta);
+  EXPECT_EQ(explicit_sides.input.output_format, "csv");
+}
+
+TEST(LogInputOptions, ConflictingOrUnknownFormatsAreReported) {
+  Example two_outputs;
+  ASSERT_EQ(two_outputs.Parse({"--format", "csv", "--format", "jsonl", "x.log"}).status, -1);
+  EXPECT_EQ(two_outputs.input.Check(), "--format: two output formats given ('csv' and 'jsonl')");
+  Example against_option;
+  ASSERT_EQ(against_option.Parse({"--input-format", "asc", "--format", "blf", "x.log"}).status, -1);
+  EXPECT_EQ(against_option.input.Check(), "--format: two recording formats given ('asc' and 'blf')");
+  Example unknown_input;
+  ASSERT_EQ(unknown_input.Parse({"--input-format", "csv", "x.log"}).status, -1);
+  EXPECT_THAT(unknown_input.input.Check(), HasSubstr("--input-format: unknown format 'csv'"));
+  Example unknown_output;
+  ASSERT_EQ(unknown_output.Parse({"--output-format", "asc", "x.log"}).status, -1);
+  EXPECT_THAT(unknown_output.input.Check(), HasSubstr("--output-format: unknown format 'asc'"));
+  Example same_twice;
+  ASSERT_EQ(same_twice.Parse({"--format", "blf", "--input-format", "blf", "x.log"}).status, -1);
+  EXPECT_EQ(same_twice.input.Check(), "") << "the same format twice is no conflict";
+}
+
+TEST(LogInputOptions, ChannelFiltersAndTimesBuildTheFrameFilter) {
+  Example example;
+  ASSERT_EQ(example.Parse({"--channel", "2", "--filter", "400:7FF", "--from", "1.5", "--to", "3", "x.log"}).status,
+            -1);
+  ASSERT_EQ(example.input.Check(), "");
+  fsrl::CanFrame frame;
+  frame.id = 0x400;
+  frame.channel = 2;
+  frame.iface = "can1";
+  frame.timestamp_ns = 1'500'000'000;
+  EXPECT_TRUE(example.input.filter().Accepts(frame));
+  frame.timestamp_ns = 3'000'000'000;
+  EXPECT_FALSE(example.input.filter().Accepts(frame)) << "--to is exclusive";
+  frame.timestamp_ns = 2'000'000'000;
+  frame.channel = 1;
+  EXPECT_FALSE(example.input.filter().Accepts(frame));
+  frame.channel = 2;
+  frame.id = 0x401;
+  EXPECT_FALSE(example.input.filter().Accepts(frame));
+
+  Example bad_time;
+  ASSERT_EQ(bad_time.Parse({"--to", "-1", "x.log"}).status, -1);
+  EXPECT_THAT(bad_time.input.Check(), HasSubstr("--to: '-1' is not a time in seconds"));
+  Example too_late;
+  ASSERT_EQ(too_late.Parse({"--from", "9223372037", "x.log"}).status, -1);
+  EXPECT_THAT(too_late.input.Check(), HasSubstr("--from: "));
+  Example nanoseconds;
+  ASSERT_EQ(nanoseconds.Parse({"--from", "1700000000.000000001", "x.log"}).status, -1);
+  ASSERT_EQ(nanoseconds.input.Check(), "");
+  frame.id = 0x400;
+  frame.timestamp_ns = 1'700'000'000'000'000'000;
+  EXPECT_FALSE(nanoseconds.input.filter().Accepts(frame)) << "exact to the nanosecond";
+  frame.timestamp_ns += 1;
+  EXPECT_TRUE(nanoseconds.input.filter().Accepts(frame));
 }
 
 }  // namespace

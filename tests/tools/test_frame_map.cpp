@@ -128,7 +128,57 @@ INSTANTIATE_TEST_SUITE_P(
                       MapErrorCase{"RSDS4Detn000To004,\n", "bad.map:1: ", "missing CAN id"},
                       MapErrorCase{"RSDS4Detn000To004,40G\n", "bad.map:1: ", "not hexadecimal"},
                       MapErrorCase{"RSDS4Detn000To004,20000000\n", "bad.map:1: ", "above 1FFFFFFF"},
-                      MapErrorCase{"RSDS4Detn000To004,123456789\n", "bad.map:1: ", "more than 8 hex digits"}));
+                      MapErrorCase{"RSDS4Detn000To004,123456789\n", "bad.map:1: ", "more than 8 hex digits"},
+                      MapErrorCase{"RSDS4Detn000To004,400,\n", "bad.map:1: ", "missing channel after ','"},
+                      MapErrorCase{"RSDS4Detn000To004,400,can 0\n", "bad.map:1: ", "is not one name or number"},
+                      MapErrorCase{"RSDS4Detn000To004,400,can0\nRSDS4Detn005To009,400,can0\n", "bad.map:2: ",
+                                   "CAN id 400 on channel can0 already used by 'RSDS4Detn000To004' on line 1"},
+                      MapErrorCase{"RSDS4Detn000To004,400\nRSDS4Detn005To009,400,2\n", "bad.map:2: ",
+                                   "CAN id 400 already used by 'RSDS4Detn000To004' on line 1"},
+                      MapErrorCase{"RSDS4Detn000To004,400,2\nRSDS4Detn005To009,400\n", "bad.map:2: ",
+                                   "CAN id 400 on channel 2 already used by 'RSDS4Detn000To004' on line 1"}));
+
+fsrl::CanFrame FrameOn(std::uint32_t id, const char* iface, std::uint32_t channel) {
+  fsrl::CanFrame frame;
+  frame.id = id;
+  frame.iface = iface;
+  frame.channel = channel;
+  return frame;
+}
+
+TEST(FrameMapFile, AnIdTiedToAChannelCarriesItsGroupOnThatChannelOnly) {
+  FrameMap map;
+  std::string error;
+  ASSERT_TRUE(FrameMap::Parse("RSDS4Detn000To004,400,can1\nRSDS4Detn005To009,400,can0\nRSDS4Detn010To014,401\n",
+                              "ok.map", map, error))
+      << error;
+  EXPECT_EQ(map.GroupOf(FrameOn(0x400, "can0", 1)), 1);
+  EXPECT_EQ(map.GroupOf(FrameOn(0x400, "can1", 2)), 0);
+  EXPECT_EQ(map.GroupOf(FrameOn(0x400, "vcan7", 3)), -1) << "tied to other channels";
+  EXPECT_EQ(map.GroupOf(FrameOn(0x401, "vcan7", 3)), 2) << "without a channel, on every one";
+  EXPECT_EQ(map.GroupOf(0x400, false), -1) << "the id alone names no channel";
+  EXPECT_EQ(map.ChannelOf(0), "can1");
+  EXPECT_EQ(map.ChannelOf(2), "");
+}
+
+TEST(FrameMapFile, AChannelNumberMatchesTheBusNumberOrAnInterfaceOfThatName) {
+  FrameMap map;
+  std::string error;
+  ASSERT_TRUE(FrameMap::Parse("RSDS4Detn000To004, 00000400 , 2\n", "ok.map", map, error)) << error;
+  fsrl::CanFrame frame = FrameOn(0x400, "2", 2);
+  frame.extended = true;
+  EXPECT_EQ(map.GroupOf(frame), 0);
+  frame.iface = "can1";
+  EXPECT_EQ(map.GroupOf(frame), 0) << "second bus of a candump log";
+  frame.channel = 1;
+  EXPECT_EQ(map.GroupOf(frame), -1);
+  frame.iface = "2";
+  EXPECT_EQ(map.GroupOf(frame), 0) << "an interface named 2";
+  frame.iface = "2";
+  frame.channel = 2;
+  frame.remote = true;
+  EXPECT_EQ(map.GroupOf(frame), -1);
+}
 
 TEST(FrameMapFile, DuplicateIdsDifferInStandardAndExtendedForm) {
   FrameMap map;

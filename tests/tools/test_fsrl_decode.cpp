@@ -255,7 +255,7 @@ TEST_F(FsrlDecode, CsvFormatWritesOneRowPerDecodedFrameWithTheValuesOfTheJsonLin
 TEST_F(FsrlDecode, AnUnknownOutputFormatIsAUsageError) {
   const DecodeRun run = Decode({"--format", "xml", WriteLog("empty.log", "")}, false);
   EXPECT_EQ(run.exit_code, fsrl::kExitUsage);
-  EXPECT_THAT(run.err, HasSubstr("--format: 'xml' is neither jsonl nor csv"));
+  EXPECT_THAT(run.err, HasSubstr("--format: 'xml' is neither a recording format"));
   EXPECT_TRUE(run.out.empty());
   const DecodeRun empty = Decode({"--format=csv", WriteLog("empty.log", "")}, false);
   EXPECT_EQ(empty.exit_code, fsrl::kExitOk);

@@ -783,7 +783,7 @@ TEST_F(FsrlReplay, HelpDocumentsTheTimeLineTheOutputAndEveryOption) {
                            "--out FILE",
                            "--summary-json FILE",
                            "--hal-log",
-                           "--format jsonl|csv",
+                           "--output-format FMT",
                            "--status-out FILE",
                            ".status.csv",
                            "--mcap FILE",
@@ -1153,7 +1153,7 @@ TEST_F(FsrlReplay, OutputOptionsThatDoNotFitAreUsageErrors) {
     std::vector<std::string> args;
     const char* message;
   } kCases[] = {
-      {{"--format", "xml", log}, "--format: 'xml' is neither jsonl nor csv"},
+      {{"--format", "xml", log}, "--format: 'xml' is neither a recording format"},
       {{"--status-out", "s.csv", log}, "--status-out: only with --format csv"},
       {{"--format", "csv", log}, "--format csv: the statuses need a file: give --out or --status-out"},
       {{"--mcap", "x.mcap", "--mcap-compression", "lz4", log}, "--mcap-compression: 'lz4' is neither zstd nor none"},

@@ -86,6 +86,49 @@ TEST_F(InputFiles, AReadErrorIsReportedWithTheCommandAndTheFile) {
   EXPECT_THAT(run.err, HasSubstr("fsrl example: " + dir_.path() + ": read error: "));
 }
 
+TEST_F(InputFiles, TheReaderTellsTheFormatFromTheContentAndCountsWhatTheFilterDrops) {
+  const std::string path = dir_.Write("long.txt",
+                                      "  can0  400   [1]  11\n"
+                                      "  can0  401   [1]  22\n"
+                                      "  can0  402   [1]  3\n");
+  const fsrl::InputFile input(path);
+  fsrl::FrameFilter filter;
+  ASSERT_TRUE(filter.AddIdFilter("401~7FF"));
+  std::vector<std::uint32_t> ids;
+  const fsrl_test::CommandRun run = fsrl_test::RunWithStreams([&](std::FILE*, std::FILE* err) {
+    fsrl::LogFrameReader reader(input, err, "example", fsrl::LogFormat::kAuto, filter);
+    EXPECT_EQ(reader.format(), fsrl::LogFormat::kCandumpLong);
+    fsrl::CanFrame frame;
+    for (fsrl::LogFrameReader::Result result; (result = reader.Next(frame)) != fsrl::LogFrameReader::Result::kEnd;) {
+      if (result == fsrl::LogFrameReader::Result::kFrame) {
+        ids.push_back(frame.id);
+        EXPECT_EQ(reader.line_number(), 1U);
+      }
+    }
+    EXPECT_EQ(reader.Extent(), "3 lines");
+    EXPECT_EQ(reader.filtered(), 1U);
+    return static_cast<int>(reader.malformed());
+  });
+  EXPECT_EQ(run.exit_code, 1);
+  EXPECT_EQ(ids, (std::vector<std::uint32_t>{0x400}));
+  EXPECT_THAT(run.err, HasSubstr(path + ":3: "));
+}
+
+TEST_F(InputFiles, ANamedFormatOverridesWhatTheContentLooksLike) {
+  const std::string path = dir_.Write("log.txt", "(1.000000) can0 400#11\n");
+  const fsrl::InputFile input(path);
+  const fsrl_test::CommandRun run = fsrl_test::RunWithStreams([&](std::FILE*, std::FILE* err) {
+    fsrl::LogFrameReader reader(input, err, "example", fsrl::LogFormat::kBlf);
+    fsrl::CanFrame frame;
+    const fsrl::LogFrameReader::Result result = reader.Next(frame);
+    EXPECT_TRUE(reader.position_is_offset());
+    EXPECT_EQ(reader.Extent(), "1 objects");
+    return static_cast<int>(result);
+  });
+  EXPECT_EQ(run.exit_code, static_cast<int>(fsrl::LogFrameReader::Result::kMalformed));
+  EXPECT_THAT(run.err, HasSubstr(path + ":0: ")) << "a BLF problem names the byte offset";
+}
+
 TEST_F(InputFiles, WholeFilesRoundTripAndFailuresNameThePath) {
   std::string error;
   const std::string path = dir_.path() + "/out.txt";

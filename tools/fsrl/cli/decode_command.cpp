@@ -34,11 +34,13 @@ using zol::afw::core::ErrorCode;
 using zol::afw::core::SignalPropertyStatus;
 using zol::afw::core::SignalPropertyStatusCode;
 
-const char kDecodeUsage[] = "Usage: fsrl decode [--frame-map FILE] [--format jsonl|csv] [--strict] [--hal-log] LOG\n";
+const char kDecodeUsage[] =
+    "Usage: fsrl decode [--format FMT]... [--channel NAME|N] [--filter ID:MASK]... [--from SECONDS]\n"
+    "                   [--to SECONDS] [--frame-map FILE] [--strict] [--hal-log] LOG\n";
 
 const char kDecodeAbout[] =
     "\n"
-    "Decodes every radar frame of LOG, a `candump -l` log ('-' reads standard input), through the\n"
+    "Decodes every radar frame of LOG, a recording ('-' reads standard input), through the\n"
     "HAL's own read path: the frame's payload is published to the signal communication service, a\n"
     "transaction begins, and the group's E2E-protected property of the signal adapter is read\n"
     "(profile 5 check, then decoding into the group's typed record). Frames are handled in file\n"
@@ -69,12 +71,19 @@ const char kDecodeAbout[] =
     "status groups): a longer frame carries padding, a shorter one is used as received (the missing\n"
     "bytes read as zero, so its CRC check fails). Frames of other ids, remote requests and error\n"
     "frames are skipped and counted.\n"
+    "\n"
+    "Recordings: candump logs (`candump -l`, and the human-readable form of `candump`, -ta, -tz, -td\n"
+    "and log2long), ASC and BLF files, told from the content (--input-format names it). --channel,\n"
+    "--filter, --from and --to select the frames looked at; the others are counted as filtered out.\n"
+    "--format takes a recording format's name for the input, an output format's name for the output,\n"
+    "and may be given once for each.\n"
     "\n";
 
 const char kDecodeEpilogue[] =
     "Diagnostics (standard error): every malformed line as FILE:LINE: reason (FILE is <stdin> for\n"
-    "standard input), and at the end a summary: lines and frames read, frames decoded per group and\n"
-    "status, frames skipped, malformed lines. When standard error is a terminal (and the JSON lines\n"
+    "standard input; for BLF, FILE:OFFSET of the damaged object), and at the end a summary: lines (BLF:\n"
+    "objects) and frames read, frames decoded per group and status, frames skipped, malformed lines,\n"
+    "frames filtered out. When standard error is a terminal (and the JSON lines\n"
     "do not go to it too) a run that takes longer than a second shows its progress.\n"
     "\n"
     "Exit status: 0 success (also when malformed lines were skipped), 1 when LOG cannot be read,\n"
@@ -149,7 +158,7 @@ std::size_t StatusSlot(SignalPropertyStatusCode code) {
   return static_cast<std::size_t>(value - kMinStatusCode);
 }
 
-void PrintSummary(std::FILE* err, const DecodeStats& stats, bool hal_log_shown) {
+void PrintSummary(std::FILE* err, const DecodeStats& stats, const LogFrameReader& reader, bool hal_log_shown) {
   // Good outcomes first, then the E2E failures, then what a typed read does not normally report.
   static const SignalPropertyStatusCode kOrder[] = {SignalPropertyStatusCode::kE2eOk,
                                                     SignalPropertyStatusCode::kE2eNoNewData,
@@ -163,12 +172,13 @@ void PrintSummary(std::FILE* err, const DecodeStats& stats, bool hal_log_shown) 
                                                     SignalPropertyStatusCode::kDataModified};
   static_assert(sizeof kOrder / sizeof kOrder[0] == kStatusCodeCount, "every status code is listed once");
   std::fprintf(err,
-               "fsrl decode: %llu lines, %llu frames read, %llu decoded, %llu unmapped frames skipped, "
-               "%llu remote frames skipped, %llu error frames skipped, %llu malformed lines\n",
-               static_cast<unsigned long long>(stats.lines), static_cast<unsigned long long>(stats.frames),
+               "fsrl decode: %s, %llu frames read, %llu decoded, %llu unmapped frames skipped, "
+               "%llu remote frames skipped, %llu error frames skipped, %llu malformed lines, "
+               "%llu frames filtered out\n",
+               reader.Extent().c_str(), static_cast<unsigned long long>(stats.frames),
                static_cast<unsigned long long>(stats.decoded), static_cast<unsigned long long>(stats.unmapped),
                static_cast<unsigned long long>(stats.remote), static_cast<unsigned long long>(stats.error_frames),
-               static_cast<unsigned long long>(stats.malformed));
+               static_cast<unsigned long long>(stats.malformed), static_cast<unsigned long long>(reader.filtered()));
   for (std::size_t group = 0; group < kGroupCount; ++group) {
     std::string line;
     for (const SignalPropertyStatusCode code : kOrder) {
@@ -198,11 +208,6 @@ int RunDecode(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
   HalLogOptions hal_options;
   bool strict = false;
   input_options.AddTo(command_line);
-  // The output format; the integrator moves it to LogInputOptions::output_format (`--format`) once the shared
-  // options declare it, by replacing these two statements with a reference to that member.
-  std::string output_format = "jsonl";
-  command_line.Text("--format", output_format, "jsonl|csv",
-                    "write JSON lines (default) or one CSV table to standard output");
   command_line.Flag("--strict", strict,
                     "stop at the first malformed line, with exit status 2, instead of skipping it");
   hal_options.AddTo(command_line);
@@ -212,9 +217,8 @@ int RunDecode(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
   if (const std::string problem = input_options.Check(); !problem.empty()) {
     return command_line.UsageError(err, problem);
   }
-  if (output_format != "jsonl" && output_format != "csv") {
-    return command_line.UsageError(err, "--format: '" + output_format + "' is neither jsonl nor csv");
-  }
+  // --format (or --output-format) jsonl|csv, declared with the input options; they check the name.
+  const std::string& output_format = input_options.output_format;
   FrameMap frame_map;
   if (!input_options.LoadFrameMap(frame_map, command_line, err)) {
     return kExitUsage;
@@ -259,7 +263,7 @@ int RunDecode(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
   if (output_format == "csv") {
     csv.emplace(out);
   }
-  LogFrameReader reader(input, err, "decode");
+  LogFrameReader reader(input, err, "decode", input_options.format(), input_options.filter());
   if (strict) {
     // Output written so far goes out first, so that the report and the output agree on where it stopped.
     reader.set_before_malformed_report([&output, &csv] {
@@ -301,7 +305,7 @@ int RunDecode(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
       ++stats.error_frames;
       continue;
     }
-    const int group_index = frame_map.GroupOf(frame.id, frame.extended);
+    const int group_index = frame_map.GroupOf(frame);
     if (group_index < 0) {
       ++stats.unmapped;
       continue;
@@ -360,7 +364,7 @@ int RunDecode(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
     status = kExitFailure;
   }
   stats.hal_log_lines = log_sink.count();
-  PrintSummary(err, stats, hal_options.hal_log);
+  PrintSummary(err, stats, reader, hal_options.hal_log);
   if (stats_out != nullptr) {
     *stats_out = stats;
   }

@@ -24,12 +24,13 @@ static_assert(kReplayOk == kExitOk && kReplayFailed == kExitFailure, "the replay
 
 const char kReplayUsage[] =
     "Usage: fsrl replay [--cycle-ms N] [--alive-timeout-ms N] [--clock-jump-ms N] [--frame-map FILE]\n"
-    "                   [--format jsonl|csv] [--out FILE] [--status-out FILE] [--mcap FILE]\n"
+    "                   [--format FMT]... [--channel NAME|N] [--filter ID:MASK]... [--from SECONDS]\n"
+    "                   [--to SECONDS] [--out FILE] [--status-out FILE] [--mcap FILE]\n"
     "                   [--mcap-compression zstd|none] [--summary-json FILE] [--hal-log] LOG\n";
 
 const char kReplayAbout[] =
     "\n"
-    "Runs the real HAL over LOG, a `candump -l` log ('-' reads standard input), in virtual time, and prints\n"
+    "Runs the real HAL over LOG, a recording ('-' reads standard input), in virtual time, and prints\n"
     "every detection scan and status it publishes. The HAL is created as an application creates it\n"
     "(FrontSideRadarLeftHal::Create with instance \"NoInstanceId\", below an executable whose execution\n"
     "context runs the signal adapter's tasks between cycles) and subscribed to detections and to status.\n"
@@ -45,7 +46,8 @@ const char kReplayAbout[] =
     "clock (or a corrupt stamp): that much silence is replayed (the HAL reports lost communication), then\n"
     "the cycles start again from the frame as from a new t0. A time stamp more than one cycle behind the\n"
     "latest one is a step back: the cycles start again from the frame, the platform clock standing still.\n"
-    "Either is reported as FILE:LINE: with its size and counted; \"t\" stays on the log's time base.\n"
+    "Either is reported as FILE:LINE: with its size (FILE:OFFSET of the frame's object for BLF) and\n"
+    "counted; \"t\" stays on the log's time base.\n"
     "Alive supervision: when no radar frame arrived for longer than the alive timeout\n"
     "(--alive-timeout-ms), device \"FSRL\" reports an alive timeout, the HAL treats communication as lost and\n"
     "publishes a status with a communication fault in every cycle until frames arrive again.\n"
@@ -54,7 +56,10 @@ const char kReplayAbout[] =
     "standard id 0x400 + i unless --frame-map says otherwise; a group's payload is the first data_length/8\n"
     "bytes of the frame (longer frames carry padding, shorter ones are used as received); frames of other\n"
     "ids, remote requests and error frames are skipped and counted; a malformed line is reported as\n"
-    "FILE:LINE: reason and skipped.\n"
+    "FILE:LINE: reason and skipped. LOG may be any recording `fsrl decode` reads (candump, ASC, BLF), and\n"
+    "--channel, --filter, --from and --to select its frames as there; the others are counted as filtered\n"
+    "out and never reach the HAL (t0 is the first frame selected). --format takes a recording format's\n"
+    "name for the input, an output format's name for the output, and may be given once for each.\n"
     "\n"
     "Output (--out FILE, or standard output): one JSON object per notification and line, in the order the\n"
     "HAL notified; within a cycle the status comes before the detections. On each notification the matching\n"
@@ -100,9 +105,10 @@ const char kReplayAbout[] =
 
 const char kReplayEpilogue[] =
     "Diagnostics (standard error): every malformed line as FILE:LINE: reason (FILE is <stdin> for standard\n"
-    "input), and at the end a short summary: frames read and handed over, cycles run, failed and in lost\n"
-    "communication, scans and statuses written, ProcessFsrlInput time. When standard error is a terminal\n"
-    "(and the JSON lines do not go to it too) a replay that takes longer than a second shows its progress.\n"
+    "input; FILE:OFFSET for BLF), and at the end a short summary: frames read, filtered out and handed\n"
+    "over, cycles run, failed and in lost communication, scans and statuses written, ProcessFsrlInput\n"
+    "time. When standard error is a terminal (and the JSON lines do not go to it too) a replay that takes\n"
+    "longer than a second shows its progress.\n"
     "\n"
     "Exit status: 0 success (also when malformed lines were skipped or cycles failed), 1 when LOG cannot be\n"
     "read, an output file cannot be written or the HAL cannot be set up, 2 on a usage error or an invalid\n"
@@ -121,15 +127,16 @@ std::string DefaultStatusPath(const std::string& detections_path) {
 constexpr std::int64_t kNsPerMs = 1000000;
 constexpr std::uint64_t kMaxMilliseconds = 86400000;  // one day; keeps every cycle time far from overflow
 
-void PrintSummary(std::FILE* err, const ReplaySummary& summary, std::uint64_t lines, bool hal_log_shown) {
+void PrintSummary(std::FILE* err, const ReplaySummary& summary, const std::string& extent, bool hal_log_shown) {
   std::fprintf(
       err,
-      "fsrl replay: %llu lines, %llu frames read, %llu handed to the HAL, %llu unmapped frames skipped, "
-      "%llu remote frames skipped, %llu error frames skipped, %llu malformed lines\n",
-      static_cast<unsigned long long>(lines), static_cast<unsigned long long>(summary.frames),
+      "fsrl replay: %s, %llu frames read, %llu handed to the HAL, %llu unmapped frames skipped, "
+      "%llu remote frames skipped, %llu error frames skipped, %llu malformed lines, %llu frames filtered out\n",
+      extent.c_str(), static_cast<unsigned long long>(summary.frames),
       static_cast<unsigned long long>(summary.frames_handed_over()),
       static_cast<unsigned long long>(summary.unmapped_frames), static_cast<unsigned long long>(summary.remote_frames),
-      static_cast<unsigned long long>(summary.error_frames), static_cast<unsigned long long>(summary.malformed_lines));
+      static_cast<unsigned long long>(summary.error_frames), static_cast<unsigned long long>(summary.malformed_lines),
+      static_cast<unsigned long long>(summary.filtered_frames));
   const std::string periods =
       summary.lost_comm_period_count == 0 ? "" : " in " + std::to_string(summary.lost_comm_period_count) + " period(s)";
   std::fprintf(err,
@@ -178,11 +185,6 @@ int RunReplay(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
                       "jump. Whole milliseconds above --alive-timeout-ms, up to 86400000\n"
                       "(default 5000; used as at least the alive timeout plus two cycles)");
   input_options.AddTo(command_line);
-  // The output format; the integrator moves it to LogInputOptions::output_format (`--format`) once the shared
-  // options declare it, by replacing these two statements with a reference to that member.
-  std::string output_format = "jsonl";
-  command_line.Text("--format", output_format, "jsonl|csv",
-                    "what --out receives: JSON lines (default) or the detections CSV table");
   std::string status_out_path;
   std::string mcap_path;
   std::string mcap_compression = "zstd";
@@ -202,6 +204,7 @@ int RunReplay(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
                     "\"detection_scans\" and \"status_publications\" written, \"frames\" read,\n"
                     "\"frames_handed_over\" and \"frames_per_group\" (by group name),\n"
                     "\"unmapped_frames\", \"remote_frames\", \"error_frames\", \"malformed_lines\",\n"
+                    "\"filtered_frames\" (dropped by --channel, --filter, --from, --to),\n"
                     "\"process_fsrl_input_us\" ({\"p50\", \"p99\", \"max\"}: wall-clock time of one\n"
                     "ProcessFsrlInput call in microseconds, the subscribers' getter calls\n"
                     "included), \"t0\", \"cycle_ms\", \"alive_timeout_ms\", \"hal_log_lines\",\n"
@@ -215,9 +218,8 @@ int RunReplay(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
   if (const std::string problem = input_options.Check(); !problem.empty()) {
     return command_line.UsageError(err, problem);
   }
-  if (output_format != "jsonl" && output_format != "csv") {
-    return command_line.UsageError(err, "--format: '" + output_format + "' is neither jsonl nor csv");
-  }
+  // --format (or --output-format) jsonl|csv, declared with the input options; they check the name.
+  const std::string& output_format = input_options.output_format;
   const bool csv = output_format == "csv";
   if (!csv && !status_out_path.empty()) {
     return command_line.UsageError(err, "--status-out: only with --format csv");
@@ -285,7 +287,7 @@ int RunReplay(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
   options.source_name = input.display_name();
   ReplaySummary summary;
   int status = kExitOk;
-  std::uint64_t lines = 0;
+  std::string extent;
   {
     std::FILE* const main_out = out_file.get() != nullptr ? out_file.get() : out;
     // The sinks write their file starts (CSV header rows, the MCAP header) at once, and their ends in Finish.
@@ -302,7 +304,7 @@ int RunReplay(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
       options.sinks.push_back(&*mcap_sink);
     }
     ReplaySession session(options, csv ? nullptr : main_out, err, &summary);
-    LogFrameReader reader(input, err, "replay");
+    LogFrameReader reader(input, err, "replay", input_options.format(), input_options.filter());
     CanFrame frame;
     bool reading = true;
     while (reading) {
@@ -321,8 +323,9 @@ int RunReplay(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
           break;
       }
     }
-    lines = reader.lines();
+    extent = reader.Extent();
     summary.malformed_lines = reader.malformed();
+    summary.filtered_frames = reader.filtered();
     if (session.Finish() != kReplayOk) {
       status = kExitFailure;
     }
@@ -359,7 +362,7 @@ int RunReplay(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
       status = kExitFailure;
     }
   }
-  PrintSummary(err, summary, lines, hal_options.hal_log);
+  PrintSummary(err, summary, extent, hal_options.hal_log);
   return status;
 }
 

@@ -181,6 +181,8 @@ class AscSource final : public FrameSource {
   AscSource(std::unique_ptr<ByteInput> input, std::string name)
       : FrameSource(LogFormat::kAsc, std::move(name)), input_(std::move(input)), lines_(*input_) {}
 
+  std::uint64_t lines_read() const override { return lines_.line_number(); }
+
   ReadStatus Next(CanFrame& frame) override {
     for (;;) {
       const char* begin = nullptr;

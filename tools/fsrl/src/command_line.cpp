@@ -1,6 +1,7 @@
 #include "fsrl/command_line.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <utility>
 
 namespace fsrl {
@@ -187,21 +188,152 @@ std::string CommandLine::Help() const {
   return help + (epilogue_.empty() ? "" : "\n" + epilogue_);
 }
 
-void LogInputOptions::AddTo(CommandLine& command_line) {
-  command_line.Arguments("LOG", arguments);
-  command_line.Text("--frame-map", frame_map_path, "FILE",
-                    "take the frame map from FILE: one GROUP_NAME,CAN_ID_HEX per line (for example\n"
-                    "RSDS4SigSts1,432), '#' starts a comment, blank lines are ignored. An id written\n"
-                    "with 8 hex digits, or above 7FF, is extended. Groups not listed are not received.");
+namespace {
+
+// The recording formats by the names `--format` and `--input-format` take, for messages and the help.
+const char kInputFormatNames[] = "auto, candump, candump-long, candump-delta, asc, blf";
+
+std::string Joined(const std::vector<std::string>& names) {
+  std::string text;
+  for (const std::string& name : names) {
+    text += (text.empty() ? "" : ", ") + name;
+  }
+  return text;
 }
 
-std::string LogInputOptions::Check() const {
+// "SECONDS[.FRACTION]" on the recording's time base, to the nanosecond: a double would lose the nanoseconds of
+// an absolute time stamp (1.7e9 s), so the digits are read as they are written.
+bool ParseSeconds(const std::string& text, std::int64_t& ns) {
+  constexpr std::int64_t kNsPerSecond = 1000000000;
+  constexpr int kFractionDigits = 9;  // nanoseconds
+  std::size_t i = 0;
+  std::int64_t seconds = 0;
+  while (i < text.size() && text[i] >= '0' && text[i] <= '9') {
+    if (seconds > (INT64_MAX / kNsPerSecond - 9) / 10) {
+      return false;
+    }
+    seconds = seconds * 10 + (text[i] - '0');
+    ++i;
+  }
+  if (i == 0) {
+    return false;
+  }
+  std::int64_t fraction = 0;
+  int digits = 0;
+  if (i < text.size() && text[i] == '.') {
+    ++i;
+    while (i < text.size() && text[i] >= '0' && text[i] <= '9' && digits < kFractionDigits) {
+      fraction = fraction * 10 + (text[i] - '0');
+      ++digits;
+      ++i;
+    }
+  }
+  // The last whole second below 2^63-1 nanoseconds keeps every fraction in range.
+  if (i != text.size() || seconds >= INT64_MAX / kNsPerSecond) {
+    return false;
+  }
+  for (; digits < kFractionDigits; ++digits) {
+    fraction *= 10;
+  }
+  ns = seconds * kNsPerSecond + fraction;
+  return true;
+}
+
+}  // namespace
+
+void LogInputOptions::AddTo(CommandLine& command_line) {
+  command_line.Arguments("LOG", arguments);
+  command_line.Texts("--format", formats, "FMT",
+                     "the recording's format (auto, candump, candump-long, candump-delta, asc, blf)\n"
+                     "or the output's format (" + Joined(output_format_names) + "); give it twice to name both");
+  command_line.Text("--input-format", input_format, "FMT",
+                    "the recording's format: auto (the default: told from the content), candump\n"
+                    "(`candump -l`), candump-long (`candump`, -ta, -tz, log2long), candump-delta\n"
+                    "(`candump -td`), asc, blf");
+  command_line.Text("--output-format", output_format_given_, "FMT",
+                    "the output's format: " + Joined(output_format_names) + " (default " + output_format + ")");
+  command_line.Text("--channel", channel, "NAME|N",
+                    "only the frames of one bus: an interface name (can0) or a channel number\n"
+                    "(1 is the first bus: ASC and BLF channel 1, the first candump interface seen)");
+  command_line.Texts("--filter", filters, "ID:MASK",
+                     "only frames whose id matches (id & MASK == ID & MASK, hex, as candump\n"
+                     "filters; ID~MASK: those that do not). May be given more than once: a frame\n"
+                     "passes when any filter passes it. Dropped frames are counted as filtered");
+  command_line.Text("--from", from_seconds, "SECONDS",
+                    "skip frames stamped before SECONDS (the recording's time base, as \"t\")");
+  command_line.Text("--to", to_seconds, "SECONDS", "skip frames stamped at or after SECONDS");
+  command_line.Text("--frame-map", frame_map_path, "FILE",
+                    "take the frame map from FILE: one GROUP_NAME,CAN_ID_HEX[,CHANNEL] per line (for\n"
+                    "example RSDS4SigSts1,432), '#' starts a comment, blank lines are ignored. An id\n"
+                    "written with 8 hex digits, or above 7FF, is extended. With CHANNEL (a name or\n"
+                    "number, as --channel) the id carries the group on that bus only. Groups not\n"
+                    "listed are not received.");
+}
+
+std::string LogInputOptions::RouteFormats() {
+  std::string input = input_format;
+  std::string output = output_format_given_;
+  const std::string output_names = Joined(output_format_names);
+  for (const std::string& value : formats) {
+    LogFormat parsed = LogFormat::kAuto;
+    const bool is_input = ParseLogFormat(value, parsed);
+    const bool is_output =
+        std::find(output_format_names.begin(), output_format_names.end(), value) != output_format_names.end();
+    if (!is_input && !is_output) {
+      return "--format: '" + value + "' is neither a recording format (" + kInputFormatNames +
+             ") nor an output format (" + output_names + ")";
+    }
+    std::string& side = is_input ? input : output;
+    if (!side.empty() && side != value) {
+      return std::string("--format: two ") + (is_input ? "recording" : "output") + " formats given ('" + side +
+             "' and '" + value + "')";
+    }
+    side = value;
+  }
+  if (!input.empty() && !ParseLogFormat(input, format_)) {
+    return "--input-format: unknown format '" + input + "' (" + kInputFormatNames + ")";
+  }
+  if (!output.empty()) {
+    if (std::find(output_format_names.begin(), output_format_names.end(), output) == output_format_names.end()) {
+      return "--output-format: unknown format '" + output + "' (" + output_names + ")";
+    }
+    output_format = output;
+  }
+  return {};
+}
+
+std::string LogInputOptions::Check() {
   if (arguments.empty()) {
-    return "missing LOG argument (a candump log file, or '-' for standard input)";
+    return "missing LOG argument (a recording: candump log, ASC or BLF file, or '-' for standard input)";
   }
   if (arguments.size() > 1) {
     return "more than one LOG argument ('" + arguments[0] + "', '" + arguments[1] + "')";
   }
+  if (std::string problem = RouteFormats(); !problem.empty()) {
+    return problem;
+  }
+  filter_ = FrameFilter();
+  if (!channel.empty() && !filter_.SetChannel(channel)) {
+    return "--channel: needs a name or a number";
+  }
+  for (const std::string& text : filters) {
+    std::string error;
+    if (!filter_.AddIdFilter(text, &error)) {
+      return "--filter: " + error;
+    }
+  }
+  std::int64_t from_ns = INT64_MIN;
+  std::int64_t to_ns = INT64_MAX;
+  if (!from_seconds.empty() && !ParseSeconds(from_seconds, from_ns)) {
+    return "--from: '" + from_seconds + "' is not a time in seconds (SECONDS or SECONDS.FRACTION)";
+  }
+  if (!to_seconds.empty() && !ParseSeconds(to_seconds, to_ns)) {
+    return "--to: '" + to_seconds + "' is not a time in seconds (SECONDS or SECONDS.FRACTION)";
+  }
+  if (from_ns >= to_ns) {
+    return "--to: must be later than --from (" + from_seconds + ")";
+  }
+  filter_.SetTimeWindow(from_ns, to_ns);
   return {};
 }
 

@@ -86,17 +86,28 @@ FrameMap FrameMap::Default() {
   return map;
 }
 
-bool FrameMap::Add(std::size_t group_index, CanId can_id) {
+bool FrameMap::Add(std::size_t group_index, CanId can_id) { return Add(group_index, can_id, std::string_view()); }
+
+bool FrameMap::Add(std::size_t group_index, CanId can_id, std::string_view channel) {
   if (group_index >= kGroupCount || mapped_[group_index]) {
     return false;
   }
   if (can_id.extended ? can_id.id > kExtendedIdMax : can_id.id > kStandardIdMax) {
     return false;
   }
-  if (GroupOf(can_id.id, can_id.extended) >= 0) {
+  if (GroupOf(can_id.id, can_id.extended) >= 0 || FindOnChannel(can_id, channel) >= 0) {
     return false;
   }
-  if (can_id.extended) {
+  if (!channel.empty()) {
+    std::uint32_t number = 0;
+    bool numeric = channel.size() <= 9;  // fits 32 bits
+    for (const char c : channel) {
+      numeric = numeric && c >= '0' && c <= '9';
+      number = number * 10U + static_cast<std::uint32_t>(c - '0');
+    }
+    on_channel_.push_back(
+        ChannelEntry{can_id, std::string(channel), numeric ? number : 0U, static_cast<std::int8_t>(group_index)});
+  } else if (can_id.extended) {
     const auto at = std::lower_bound(extended_.begin(), extended_.end(), can_id.id,
                                      [](const auto& entry, std::uint32_t id) { return entry.first < id; });
     extended_.insert(at, {can_id.id, static_cast<std::int8_t>(group_index)});
@@ -113,6 +124,36 @@ int FrameMap::FindExtended(std::uint32_t id) const {
   const auto at = std::lower_bound(extended_.begin(), extended_.end(), id,
                                    [](const auto& entry, std::uint32_t value) { return entry.first < value; });
   return (at != extended_.end() && at->first == id) ? at->second : -1;
+}
+
+int FrameMap::FindOnChannel(const CanFrame& frame) const {
+  for (const ChannelEntry& entry : on_channel_) {
+    if (entry.can_id.id == frame.id && entry.can_id.extended == frame.extended &&
+        (frame.iface == entry.channel || (entry.number != 0 && frame.channel == entry.number))) {
+      return entry.group;
+    }
+  }
+  return GroupOf(frame.id, frame.extended);
+}
+
+int FrameMap::FindOnChannel(CanId can_id, std::string_view channel) const {
+  for (const ChannelEntry& entry : on_channel_) {
+    // An id on any channel collides with the id on every channel.
+    if (entry.can_id.id == can_id.id && entry.can_id.extended == can_id.extended &&
+        (channel.empty() || entry.channel == channel)) {
+      return entry.group;
+    }
+  }
+  return -1;
+}
+
+std::string_view FrameMap::ChannelOf(std::size_t group_index) const {
+  for (const ChannelEntry& entry : on_channel_) {
+    if (static_cast<std::size_t>(entry.group) == group_index) {
+      return entry.channel;
+    }
+  }
+  return {};
 }
 
 bool FrameMap::IdOf(std::size_t group_index, CanId& can_id) const {
@@ -147,7 +188,22 @@ bool FrameMap::Parse(std::string_view text, const std::string& file_name, FrameM
       return false;
     }
     const std::string_view name = Trim(line.substr(0, comma));
-    const std::string_view id_text = Trim(line.substr(comma + 1));
+    std::string_view id_text = line.substr(comma + 1);
+    std::string_view channel;
+    const std::size_t second_comma = id_text.find(',');
+    if (second_comma != std::string_view::npos) {
+      channel = Trim(id_text.substr(second_comma + 1));
+      id_text = id_text.substr(0, second_comma);
+      if (channel.empty()) {
+        error = Located(file_name, line_number, "missing channel after ','");
+        return false;
+      }
+      if (channel.find_first_of(", \t") != std::string_view::npos) {
+        error = Located(file_name, line_number, "channel '" + std::string(channel) + "' is not one name or number");
+        return false;
+      }
+    }
+    id_text = Trim(id_text);
     const int group = FindGroup(name);
     if (group < 0) {
       error = Located(file_name, line_number, "unknown signal group '" + std::string(name) + "'");
@@ -167,15 +223,21 @@ bool FrameMap::Parse(std::string_view text, const std::string& file_name, FrameM
           "signal group '" + std::string(name) + "' already mapped on line " + std::to_string(defined_at[index]));
       return false;
     }
-    const int holder = result.GroupOf(can_id.id, can_id.extended);
+    int holder = result.GroupOf(can_id.id, can_id.extended);
+    if (holder < 0) {
+      holder = result.FindOnChannel(can_id, channel);
+    }
     if (holder >= 0) {
+      const std::string_view holder_channel = result.ChannelOf(static_cast<std::size_t>(holder));
       error = Located(file_name, line_number,
-                      "CAN id " + FormatId(can_id) + " already used by '" +
+                      "CAN id " + FormatId(can_id) +
+                          (holder_channel.empty() ? std::string() : " on channel " + std::string(holder_channel)) +
+                          " already used by '" +
                           std::string(GroupName(static_cast<std::size_t>(holder))) + "' on line " +
                           std::to_string(defined_at[static_cast<std::size_t>(holder)]));
       return false;
     }
-    result.Add(index, can_id);
+    result.Add(index, can_id, channel);
     defined_at[index] = line_number;
   }
   map = std::move(result);

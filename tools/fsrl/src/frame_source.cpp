@@ -437,6 +437,10 @@ class CandumpSource final : public FrameSource {
     }
   }
 
+  std::uint64_t lines_read() const override {
+    return reader_ != nullptr ? reader_->lines_read() : lines_.line_number();
+  }
+
   ReadStatus Next(CanFrame& frame) override {
     if (reader_ != nullptr) {
       const CandumpReader::Result result = reader_->Next(frame);
@@ -643,9 +647,10 @@ LogFormat DetectLogFormat(std::string_view head) {
   return 2 * repeats > times.size() - 1 ? LogFormat::kCandumpLongDelta : LogFormat::kCandumpLong;
 }
 
-std::unique_ptr<FrameSource> OpenFrameSource(int fd, std::string name, LogFormat format, bool owns_fd,
-                                             std::string* error) {
-  auto input = std::make_unique<detail::ByteInput>(fd, owns_fd);
+namespace detail {
+
+std::unique_ptr<FrameSource> OpenDetected(std::unique_ptr<ByteInput> input, std::string name, LogFormat format,
+                                          LogFormat fallback, std::string* error, int* read_errno) {
   if (format == LogFormat::kAuto) {
     // Look at the first lines only: a pipe from a live logger must not wait for a full block.
     constexpr std::size_t kHeadBytes = 16384;
@@ -666,9 +671,15 @@ std::unique_ptr<FrameSource> OpenFrameSource(int fd, std::string name, LogFormat
       if (error != nullptr) {
         *error = name + ": " + std::strerror(input->errno_value());
       }
+      if (read_errno != nullptr) {
+        *read_errno = input->errno_value();
+      }
       return nullptr;
     }
     format = DetectLogFormat(std::string_view(input->data(), input->size()));
+    if (format == LogFormat::kAuto) {
+      format = fallback;
+    }
     if (format == LogFormat::kAuto) {
       if (error != nullptr) {
         *error = name + ": cannot tell the format from the content (not a candump log, ASC or BLF file); " +
@@ -679,12 +690,20 @@ std::unique_ptr<FrameSource> OpenFrameSource(int fd, std::string name, LogFormat
   }
   switch (format) {
     case LogFormat::kAsc:
-      return detail::MakeAscSource(std::move(input), std::move(name));
+      return MakeAscSource(std::move(input), std::move(name));
     case LogFormat::kBlf:
-      return detail::MakeBlfSource(std::move(input), std::move(name));
+      return MakeBlfSource(std::move(input), std::move(name));
     default:
-      return detail::MakeCandumpSource(std::move(input), std::move(name), format);
+      return MakeCandumpSource(std::move(input), std::move(name), format);
   }
+}
+
+}  // namespace detail
+
+std::unique_ptr<FrameSource> OpenFrameSource(int fd, std::string name, LogFormat format, bool owns_fd,
+                                             std::string* error) {
+  return detail::OpenDetected(std::make_unique<detail::ByteInput>(fd, owns_fd), std::move(name), format,
+                              LogFormat::kAuto, error, nullptr);
 }
 
 std::unique_ptr<FrameSource> OpenFrameSource(const std::string& path_or_dash, LogFormat format,
@@ -769,7 +788,8 @@ bool FrameFilter::AddIdFilter(std::string_view text, std::string* error) {
 }
 
 bool FrameFilter::Accepts(const CanFrame& frame) const {
-  if (frame.timestamp_ns < from_ns_ || frame.timestamp_ns >= to_ns_) {
+  // INT64_MAX as the end leaves the window open: a log may be stamped at the very end of the clock's range.
+  if (frame.timestamp_ns < from_ns_ || (frame.timestamp_ns >= to_ns_ && to_ns_ != INT64_MAX)) {
     return false;
   }
   if (have_channel_ && frame.iface != channel_name_ &&

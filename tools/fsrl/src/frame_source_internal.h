@@ -147,6 +147,12 @@ std::unique_ptr<FrameSource> MakeCandumpSource(std::unique_ptr<ByteInput> input,
 std::unique_ptr<FrameSource> MakeAscSource(std::unique_ptr<ByteInput> input, std::string name);
 std::unique_ptr<FrameSource> MakeBlfSource(std::unique_ptr<ByteInput> input, std::string name);
 
+/// @brief OpenFrameSource on @p input, which it owns: with @p format kAuto the format is detected from the
+/// content, and content that fits no format is read as @p fallback (kAuto: refused, as OpenFrameSource does).
+/// On a read error while looking at the content, null with @p read_errno (when not null) set.
+std::unique_ptr<FrameSource> OpenDetected(std::unique_ptr<ByteInput> input, std::string name, LogFormat format,
+                                          LogFormat fallback, std::string* error, int* read_errno);
+
 /// Seconds since the epoch of a local calendar time (mktime, daylight saving time looked up); false when the
 /// fields are out of range.
 bool LocalTimeToEpochNs(int year, int month, int day, int hour, int minute, int second, int millisecond,

@@ -7,6 +7,8 @@
 #include <cstring>
 #include <utility>
 
+#include "frame_source_internal.h"
+
 namespace fsrl {
 
 InputFile::InputFile(const std::string& path) {
@@ -95,29 +97,73 @@ bool WriteWholeFile(const std::string& path, std::FILE* standard_out, const std:
   return true;
 }
 
-LogFrameReader::LogFrameReader(const InputFile& input, std::FILE* err, std::string command)
-    : input_(input), err_(err), command_(std::move(command)), reader_(input.fd()) {}
+LogFrameReader::LogFrameReader(const InputFile& input, std::FILE* err, std::string command, LogFormat format,
+                               FrameFilter filter)
+    : input_(input), err_(err), command_(std::move(command)), filter_(std::move(filter)) {
+  // Content of no known format is read as `candump -l`, the format fsrl has always read: each line of it is
+  // then reported where it is wrong instead of the whole file being refused.
+  source_ = detail::OpenDetected(std::make_unique<detail::ByteInput>(input.fd(), false), input.display_name(),
+                                 format, LogFormat::kCandumpLog, nullptr, &open_errno_);
+  if (source_ == nullptr && open_errno_ == 0) {
+    open_errno_ = EIO;  // no other failure is possible with a fallback format; never leave the reader half made
+  }
+}
+
+LogFrameReader::~LogFrameReader() = default;
 
 LogFrameReader::Result LogFrameReader::Next(CanFrame& frame) {
-  switch (reader_.Next(frame)) {
-    case CandumpReader::Result::kFrame:
-      return Result::kFrame;
-    case CandumpReader::Result::kEnd:
-      return Result::kEnd;
-    case CandumpReader::Result::kReadError:
+  if (source_ == nullptr) {
+    if (open_errno_ != 0) {
       std::fprintf(err_, "fsrl %s: %s: read error: %s\n", command_.c_str(), input_.display_name().c_str(),
-                   reader_.reason());
+                   std::strerror(open_errno_));
+      open_errno_ = 0;  // reported once; the input stays at its end
       return Result::kReadError;
-    case CandumpReader::Result::kMalformed:
-      break;
+    }
+    return Result::kEnd;
   }
-  ++malformed_;
-  if (before_report_) {
-    before_report_();
+  for (;;) {
+    switch (source_->Next(frame)) {
+      case ReadStatus::kFrame:
+        ++frames_;
+        if (!filter_.Accepts(frame)) {
+          ++filtered_;
+          continue;
+        }
+        return Result::kFrame;
+      case ReadStatus::kEnd:
+        return Result::kEnd;
+      case ReadStatus::kReadError:
+        std::fprintf(err_, "fsrl %s: %s: read error: %s\n", command_.c_str(), input_.display_name().c_str(),
+                     source_->reason().c_str());
+        return Result::kReadError;
+      case ReadStatus::kMalformed:
+        break;
+    }
+    ++malformed_;
+    if (before_report_) {
+      before_report_();
+    }
+    std::fprintf(err_, "%s:%llu: %s\n", input_.display_name().c_str(),
+                 static_cast<unsigned long long>(source_->position()), source_->reason().c_str());
+    return Result::kMalformed;
   }
-  std::fprintf(err_, "%s:%llu: %s\n", input_.display_name().c_str(),
-               static_cast<unsigned long long>(reader_.line_number()), reader_.reason());
-  return Result::kMalformed;
+}
+
+std::uint64_t LogFrameReader::lines() const { return source_ != nullptr ? source_->lines_read() : 0; }
+
+std::uint64_t LogFrameReader::line_number() const { return source_ != nullptr ? source_->position() : 0; }
+
+bool LogFrameReader::position_is_offset() const { return source_ != nullptr && source_->position_is_offset(); }
+
+LogFormat LogFrameReader::format() const { return source_ != nullptr ? source_->format() : LogFormat::kCandumpLog; }
+
+std::string LogFrameReader::Extent() const {
+  if (!position_is_offset()) {
+    return std::to_string(lines()) + " lines";
+  }
+  const SkippedCounts& skipped = source_->skipped();
+  return std::to_string(frames_ + malformed_ + skipped.error_frames + skipped.events + skipped.other_objects) +
+         " objects";
 }
 
 }  // namespace fsrl

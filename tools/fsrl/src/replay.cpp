@@ -97,7 +97,7 @@ class ReplaySession::Impl {
       ++summary_->error_frames;
       return true;
     }
-    const int group_index = options_.frame_map.GroupOf(frame.id, frame.extended);
+    const int group_index = options_.frame_map.GroupOf(frame);
     if (group_index < 0) {
       ++summary_->unmapped_frames;
       return true;

@@ -108,6 +108,8 @@ void WriteSummaryJson(const ReplaySummary& summary, std::FILE* out) {
   json.UInt(summary.error_frames);
   json.Key("malformed_lines");
   json.UInt(summary.malformed_lines);
+  json.Key("filtered_frames");
+  json.UInt(summary.filtered_frames);
   json.Key("lost_comm_periods");
   json.BeginArray();
   for (const LostCommPeriod& period : summary.lost_comm_periods) {

@@ -14,6 +14,7 @@
 
 #include "fsrl/exit_status.h"
 #include "fsrl/frame_map.h"
+#include "fsrl/frame_source.h"
 
 namespace fsrl {
 
@@ -74,20 +75,46 @@ class CommandLine {
   CLI::App app_;
 };
 
-/// @brief The candump log a command reads and how its frames map to signal groups: LOG ('-' for standard input)
-/// and `--frame-map FILE`. Declared once here for every command that reads a log.
+/// @brief The recording a command reads, which of its frames it looks at, and how they map to signal groups:
+/// LOG ('-' for standard input), `--input-format`, `--channel`, `--filter`, `--from`, `--to`, `--frame-map`,
+/// and `--format`, shared with the command's output side. Declared once here for every command that reads a log.
+///
+/// `--format VALUE` may be given twice, once for each side: a recording format's name (auto, candump,
+/// candump-long, candump-delta, asc, blf) selects the input format, an output format's name (output_format_names)
+/// the output format. The output side reads output_format and declares nothing itself.
 struct LogInputOptions {
   std::vector<std::string> arguments;  ///< what was given for LOG; exactly one after Check
   std::string frame_map_path;          ///< empty: the default frame map
+  std::string input_format;            ///< `--input-format`; empty: detect from the content
+  std::vector<std::string> formats;    ///< every `--format` value, routed to one side by Check
+  /// The output format the command writes (`--output-format`, or `--format` with one of output_format_names).
+  std::string output_format = "jsonl";
+  /// The output formats a command writes; `--format` with one of these names goes to the output side.
+  std::vector<std::string> output_format_names{"jsonl", "csv"};
+  std::string channel;               ///< `--channel`: one bus, by name or number; empty: every bus
+  std::vector<std::string> filters;  ///< `--filter`: candump filters ID:MASK or ID~MASK
+  std::string from_seconds;          ///< `--from`: first time stamp looked at (empty: the first)
+  std::string to_seconds;            ///< `--to`: time stamps from here on are dropped (empty: none)
 
-  /// Declares LOG and --frame-map on @p command_line.
+  /// Declares LOG and the input options on @p command_line.
   void AddTo(CommandLine& command_line);
-  /// After parsing: an empty string, or what is wrong (no LOG, more than one).
-  std::string Check() const;
+  /// @brief After parsing: routes `--format`, reads the format, channel, filters and times. An empty string,
+  /// or what is wrong (no LOG, more than one, a bad option value).
+  std::string Check();
   /// The LOG path ("-" for standard input).
   const std::string& log_path() const { return arguments.front(); }
+  /// After Check: the recording's format, kAuto to tell it from the content.
+  LogFormat format() const { return format_; }
+  /// After Check: which frames the command looks at.
+  const FrameFilter& filter() const { return filter_; }
   /// @brief The frame map to use; on an invalid file reports "fsrl COMMAND: FILE:LINE: reason" on @p err.
   bool LoadFrameMap(FrameMap& frame_map, const CommandLine& command_line, std::FILE* err) const;
+
+ private:
+  std::string RouteFormats();
+  std::string output_format_given_;  // `--output-format` as given
+  LogFormat format_ = LogFormat::kAuto;
+  FrameFilter filter_;
 };
 
 /// @brief How a command that runs the HAL treats its log messages: `--hal-log`.

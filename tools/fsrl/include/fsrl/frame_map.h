@@ -24,10 +24,12 @@ struct CanId {
   bool extended = false;
 };
 
-/// @brief A one-to-one map between signal groups (by group index) and CAN identifiers.
+/// @brief A one-to-one map between signal groups (by group index) and CAN identifiers, each on any channel or
+/// on one channel of a multi-bus recording.
 ///
 /// Groups without an identifier are simply not received; frames with an identifier of no group are not radar
-/// frames.
+/// frames. An identifier tied to a channel carries its group on that channel only, so the same identifier may
+/// carry different groups on different channels.
 class FrameMap {
  public:
   /// Identifier of group 0 in the default map; group i uses kDefaultBaseId + i, all standard.
@@ -41,10 +43,13 @@ class FrameMap {
 
   /// @brief Parses a map file's text.
   ///
-  /// One mapping per line, `GROUP_NAME,CAN_ID_HEX`, blanks around either field ignored. `#` starts a comment that
+  /// One mapping per line, `GROUP_NAME,CAN_ID_HEX[,CHANNEL]`, blanks around each field ignored. CHANNEL names a
+  /// bus as `--channel` does: a decimal number is a channel number (and also matches an interface of that name),
+  /// anything else an interface name; without it the id carries the group on every channel. `#` starts a comment that
   /// runs to the line end; empty lines are skipped. The id is hex with an optional `0x`; written with exactly 8
   /// digits it is an extended id (as candump writes them), otherwise it is standard when it fits 11 bits and
-  /// extended up to 1FFFFFFF. An unknown group name, a group mapped twice and an id used twice are errors.
+  /// extended up to 1FFFFFFF. An unknown group name, a group mapped twice and an id used twice on one channel
+  /// (or once on any channel and again on one) are errors.
   /// @param text the file's contents
   /// @param file_name used in the error message
   /// @param map receives the mapping on success (only then)
@@ -60,7 +65,12 @@ class FrameMap {
   /// group index is out of range or the id is out of range.
   bool Add(std::size_t group_index, CanId can_id);
 
-  /// @brief The group index carried by a frame with this identifier, or -1.
+  /// @brief As above, the id carrying the group on channel @p channel only (see Parse); an empty @p channel is
+  /// any channel.
+  bool Add(std::size_t group_index, CanId can_id, std::string_view channel);
+
+  /// @brief The group index carried by a frame with this identifier on any channel, or -1. Ids tied to a
+  /// channel are not looked at: GroupOf(frame) knows the frame's channel.
   int GroupOf(std::uint32_t id, bool extended) const {
     if (!extended) {
       return id < standard_.size() ? standard_[id] : -1;
@@ -68,22 +78,41 @@ class FrameMap {
     return FindExtended(id);
   }
 
-  /// @brief The group index carried by @p frame, or -1 (remote and error frames carry no group).
+  /// @brief The group index carried by @p frame on its channel, or -1 (remote and error frames carry no group).
   int GroupOf(const CanFrame& frame) const {
-    return (frame.remote || frame.error) ? -1 : GroupOf(frame.id, frame.extended);
+    if (frame.remote || frame.error) {
+      return -1;
+    }
+    // Most maps tie no id to a channel: then the lookup costs what it always did.
+    return on_channel_.empty() ? GroupOf(frame.id, frame.extended) : FindOnChannel(frame);
   }
 
   /// @brief Whether @p group_index has an identifier, and which.
   bool IdOf(std::size_t group_index, CanId& can_id) const;
+
+  /// @brief The channel @p group_index's identifier is tied to, as written; empty for any channel (or none).
+  std::string_view ChannelOf(std::size_t group_index) const;
 
   /// @brief Number of mapped groups.
   std::size_t size() const { return mapped_count_; }
 
  private:
   int FindExtended(std::uint32_t id) const;
+  int FindOnChannel(const CanFrame& frame) const;
+  // The group of an id tied to a channel, or -1; by the channel's text, for Add's duplicate check.
+  int FindOnChannel(CanId can_id, std::string_view channel) const;
+
+  // An id that carries its group on one channel only.
+  struct ChannelEntry {
+    CanId can_id;
+    std::string channel;          // as written in the map
+    std::uint32_t number;         // the channel number it names, 0 when it is a name only
+    std::int8_t group;
+  };
 
   std::array<std::int8_t, 0x800> standard_{};                    // group index by standard id, -1 if none
   std::vector<std::pair<std::uint32_t, std::int8_t>> extended_;  // sorted by id
+  std::vector<ChannelEntry> on_channel_;  // in the order added; a real map ties a handful of ids to channels
   std::array<CanId, kGroupCount> ids_{};
   std::array<bool, kGroupCount> mapped_{};
   std::size_t mapped_count_ = 0;

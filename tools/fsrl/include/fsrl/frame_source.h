@@ -96,6 +96,8 @@ class FrameSource {
   int errno_value() const { return errno_value_; }
   /// @brief What was skipped so far.
   const SkippedCounts& skipped() const { return skipped_; }
+  /// @brief Lines of a text recording read so far, blank and malformed ones included; 0 for BLF.
+  virtual std::uint64_t lines_read() const { return 0; }
 
  protected:
   FrameSource(LogFormat format, std::string name) : format_(format), name_(std::move(name)) {}
@@ -137,7 +139,7 @@ class FrameFilter {
   /// is never compared. A frame passes when any filter passes it. False, with @p error, on bad text.
   bool AddIdFilter(std::string_view text, std::string* error = nullptr);
 
-  /// @brief Keeps frames with from_ns <= time < to_ns.
+  /// @brief Keeps frames with from_ns <= time < to_ns; a to_ns of INT64_MAX leaves the window open at its end.
   void SetTimeWindow(std::int64_t from_ns, std::int64_t to_ns) {
     from_ns_ = from_ns;
     to_ns_ = to_ns;

@@ -153,6 +153,7 @@ struct ReplaySummary {
   std::array<std::uint64_t, kGroupCount> frames_per_group{};  ///< frames handed to the service, by group index
   std::uint64_t unmapped_frames = 0;         ///< data frames of an id the frame map does not know (not handed over)
   std::uint64_t malformed_lines = 0;         ///< left to the caller that reads the log: Replay never sees a line
+  std::uint64_t filtered_frames = 0;         ///< left to the caller too: frames its filter kept from the replay
   std::uint64_t detection_scans = 0;         ///< detection notifications
   std::uint64_t status_publications = 0;     ///< status notifications
   std::uint64_t lost_comm_period_count = 0;  ///< periods of lost communication, all of them
