@@ -367,6 +367,9 @@ class CornerRadarDetections : private detail::DetectionCountHolder<CornerRadarDe
       detections_[index] = value;
     }
   }
+  /// The detections for writing in place, field by field: a producer filling a scan this way avoids building each
+  /// detection elsewhere and copying it in.
+  DetectionArray& mutable_detections() { return detections_; }
 
   /// Writes the information, then the 200 detections in index order (fixed length, no length field).
   zol::someip_serialization::Status Serialize(zol::someip_serialization::OutputStream& out) const;

@@ -395,13 +395,22 @@ void RadarScanDataManager::TranslateAndStoreDetectionGroup(const Record& detecti
       detections, [&slot](std::uint16_t i, double range, double range_rate, double azimuth, double elevation,
                           double rcs, double snr, auto quality, auto dyn_pr_pty, auto mode) {
         using DynPrPtyEnum = decltype(dyn_pr_pty);
+        // Written field by field where the scan keeps it: no detection is built aside and copied in.
+        radar_service::RadarDetection* const detection =
+            slot.DetectionToStore(kDetectionNumbers[static_cast<std::size_t>(Traits::kFirstDetection + i)]);
+        if (detection == nullptr) {
+          return;
+        }
         // Physical values arrive already scaled; the data model only narrows them to float.
-        const radar_service::RadarDetection detection(
-            static_cast<radar_service::Snr>(snr), static_cast<radar_service::Rcs>(rcs),
-            static_cast<radar_service::Azimuth>(azimuth), static_cast<radar_service::Elevation>(elevation),
-            static_cast<radar_service::Range>(range), static_cast<radar_service::RangeRate>(range_rate),
-            dyn_pr_pty == DynPrPtyEnum::DynPrty_Moving, ModeSwitch(mode), QualityASwitch(quality));
-        slot.AddDetection(detection, kDetectionNumbers[static_cast<std::size_t>(Traits::kFirstDetection + i)]);
+        detection->set_snr(static_cast<radar_service::Snr>(snr));
+        detection->set_rcs(static_cast<radar_service::Rcs>(rcs));
+        detection->set_azimuth(static_cast<radar_service::Azimuth>(azimuth));
+        detection->set_elevation(static_cast<radar_service::Elevation>(elevation));
+        detection->set_range(static_cast<radar_service::Range>(range));
+        detection->set_range_rate(static_cast<radar_service::RangeRate>(range_rate));
+        detection->set_is_dynamic(dyn_pr_pty == DynPrPtyEnum::DynPrty_Moving);
+        detection->set_mode(ModeSwitch(mode));
+        detection->set_quality_aggregated(QualityASwitch(quality));
       });
 }
 

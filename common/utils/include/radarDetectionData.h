@@ -36,6 +36,12 @@ class RadarDetectionData {
   /// later ones for the same index are dropped.
   void AddDetection(const radar_service::RadarDetection& detection, std::uint16_t index);
 
+  /// The detection number `index` to be written in place, field by field, or null when it must not be written: an
+  /// index of 200 or more, or a detection already stored at that index (the first one stays). Counts as stored from
+  /// this call on. The translation fills its 200 detections per scan this way: a detection built elsewhere and
+  /// copied in is written with narrow stores and read back at once with wide loads, a stall per detection.
+  radar_service::RadarDetection* DetectionToStore(std::uint16_t index);
+
   /// True when all detections, the validity, the mounting information and the mid-range time stamp are there.
   bool IsDetectionsComplete() const;
 
@@ -77,16 +83,23 @@ class RadarDetectionData {
 };
 
 // Defined here so that the translation, which stores 200 detections per scan, does not pay a call for each.
-inline void RadarDetectionData::AddDetection(const radar_service::RadarDetection& detection, std::uint16_t index) {
+inline radar_service::RadarDetection* RadarDetectionData::DetectionToStore(std::uint16_t index) {
   if (index >= m_detectionsPerCompletedScan) {
-    return;
+    return nullptr;
   }
   // A group repeated within the same scan must not overwrite what was collected first.
   if (m_detectionsStored[index]) {
-    return;
+    return nullptr;
   }
-  m_radarDetections.set_detection(index, detection);
   m_detectionsStored[index] = true;
+  return &m_radarDetections.mutable_detections()[index];
+}
+
+inline void RadarDetectionData::AddDetection(const radar_service::RadarDetection& detection, std::uint16_t index) {
+  radar_service::RadarDetection* const stored = DetectionToStore(index);
+  if (stored != nullptr) {
+    *stored = detection;
+  }
 }
 
 #endif  // FSRL_COMMON_UTILS_RADAR_DETECTION_DATA_H

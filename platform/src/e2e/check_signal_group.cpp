@@ -1,5 +1,6 @@
 #include "zol/e2e/check_signal_group.h"
 
+#include <cstring>
 #include <typeinfo>
 
 #include "zol/e2e/signal_codec.h"
@@ -66,18 +67,6 @@ void DecodeAll(const SignalGroupContext& context, SignalStorageBuffer& values, c
 
 std::uint64_t CheckSignalGroup(const SignalGroupContext& context, SignalStorageBuffer& values, bool updated,
                                E2eProtection& protection) {
-  if (values.data.size() < values.elements) {
-    // Within the caller's reservation this does not reallocate; it makes every slot readable, even the ones no
-    // signal writes.
-    values.data.resize(values.elements);
-  }
-
-  const SignalAdapter_SignalGroup* group = context.signal_group_;
-  if (group == nullptr || (context.signals_ == nullptr && group->nbr_of_signals > 0U)) {
-    return PackCheckResult(ErrorCode::kBadArgument, SignalPropertyStatusCode::kNotAvailable);
-  }
-
-  std::uint64_t result = PackCheckResult(ErrorCode::kNotSupported, SignalPropertyStatusCode::kNotAvailable);
   // The profile field alone is not enough: only the profile 5 class carries the state the check needs. The class
   // is final, so comparing the dynamic type answers what a dynamic_cast would, without its search of the class
   // hierarchy on every read.
@@ -86,6 +75,27 @@ std::uint64_t CheckSignalGroup(const SignalGroupContext& context, SignalStorageB
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-static-cast-downcast): the dynamic type was compared just above
     profile5 = static_cast<E2eProtectionProfile5*>(&protection);
   }
+
+  if (values.data.size() < values.elements) {
+    // Within the caller's reservation this does not reallocate. The new slots come uninitialised; every one must
+    // be readable, even the ones no signal writes, so they are zeroed unless the plan decodes into all of them.
+    const std::size_t old_size = values.data.size();
+    values.data.resize(values.elements);
+    const bool all_decoded = profile5 != nullptr &&
+                             profile5->decode_plan().Matches(context, protection.payload_buffer_length()) &&
+                             profile5->decode_plan().WritesEverySlot(values.elements);
+    if (!all_decoded) {
+      std::memset(static_cast<void*>(values.data.data() + old_size), 0,
+                  (values.elements - old_size) * sizeof(SignalAdapter_SignalValue));
+    }
+  }
+
+  const SignalAdapter_SignalGroup* group = context.signal_group_;
+  if (group == nullptr || (context.signals_ == nullptr && group->nbr_of_signals > 0U)) {
+    return PackCheckResult(ErrorCode::kBadArgument, SignalPropertyStatusCode::kNotAvailable);
+  }
+
+  std::uint64_t result = PackCheckResult(ErrorCode::kNotSupported, SignalPropertyStatusCode::kNotAvailable);
   if (protection.profile() == SIGNAL_DB_E2E_PROFILE_05 && profile5 != nullptr) {
     const E2E_P05CheckStatusType status =
         profile5->Check(updated, protection.payload_buffer(), protection.payload_buffer_length());

@@ -5,6 +5,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <new>
+#include <type_traits>
+#include <utility>
+#include <vector>
 
 #include "zol/afw/core/error_code.h"
 #include "zol/afw/core/signal_property_status.h"
@@ -16,13 +20,49 @@
 namespace zol {
 namespace e2e {
 
+/// @brief The allocator of decoded value slots: polymorphic_allocator (the resource current at construction, the
+/// default one unless given), except that a slot made by growing the vector is left as it is rather than zeroed.
+///
+/// CheckSignalGroup fills every slot it grows, with the decoded value or zero where no signal decodes into it; a
+/// typed read grows its buffer once per read, and zeroing what decoding overwrites at once was wasted work.
+template <typename T>
+class SignalValueAllocator : public zol::pmr::polymorphic_allocator<T> {
+  using Base = zol::pmr::polymorphic_allocator<T>;
+
+ public:
+  template <typename U>
+  struct rebind {
+    using other = SignalValueAllocator<U>;
+  };
+
+  SignalValueAllocator() noexcept = default;
+  SignalValueAllocator(zol::pmr::memory_resource* resource) noexcept  // NOLINT: implicit like polymorphic_allocator
+      : Base(resource) {}
+  template <typename U>
+  SignalValueAllocator(const SignalValueAllocator<U>& other) noexcept  // NOLINT: implicit for rebinding
+      : Base(other.resource()) {}
+
+  /// Default-initialises: for the plain slot type that leaves the bytes as they are.
+  template <typename U>
+  void construct(U* p) noexcept(std::is_nothrow_default_constructible<U>::value) {
+    ::new (static_cast<void*>(p)) U;
+  }
+  /// Any other construction as polymorphic_allocator does it.
+  template <typename U, typename A, typename... More>
+  void construct(U* p, A&& first, More&&... more) {
+    Base::construct(p, std::forward<A>(first), std::forward<More>(more)...);
+  }
+
+  SignalValueAllocator select_on_container_copy_construction() const noexcept { return SignalValueAllocator(); }
+};
+
 /// @brief Decoded values of one signal group, one 8-byte slot per `value_storage_start_index`.
 struct SignalStorageBuffer {
   /// Number of slots the group needs (its `signal_values_storage_total_size` / 8).
   std::size_t elements{0U};
   /// The slots, from the default memory resource. Reserve `elements` before a check: the check then fills the
   /// slots without reallocating.
-  zol::pmr::vector<SignalAdapter_SignalValue> data;
+  std::vector<SignalAdapter_SignalValue, SignalValueAllocator<SignalAdapter_SignalValue>> data;
 };
 
 /// @brief Packs a check result: @p error in the low 32 bits, @p status in the high 32 bits.

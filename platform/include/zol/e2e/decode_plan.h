@@ -47,6 +47,13 @@ class DecodePlan {
            payload_length == payload_length_;
   }
 
+  /// @brief Whether decoding writes every one of @p slot_count slots: the signals' slots (each written by one
+  /// signal only) are exactly 0 .. @p slot_count - 1.
+  bool WritesEverySlot(std::size_t slot_count) const noexcept {
+    return group_ != nullptr && slots_needed_ == slot_count &&
+           double_count_ + signed_double_count_ + unsigned_count_ + record_count_ == slot_count;
+  }
+
   /// @brief Decodes the group's signals from @p payload (payload_length bytes, as matched) into @p slots.
   ///
   /// Writes signal i's value into slot `value_storage_start_index` of signal i, skipping a slot that is
