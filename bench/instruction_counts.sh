@@ -32,6 +32,7 @@ run() {
 
 run FullScan_cycle0 'BM_ProcessFsrlInput_FullScan/cycle_ms:0/' 'FrontSideRadarLeftHal::ProcessFsrlInput\('
 run FullScan_cycle50 'BM_ProcessFsrlInput_FullScan/cycle_ms:50/' 'FrontSideRadarLeftHal::ProcessFsrlInput\('
+run Floor_InputCycle '^BM_Floor_InputCycle/' 'FloorCycle'
 run NoNewData '^BM_ProcessFsrlInput_NoNewData' 'FrontSideRadarLeftHal::ProcessFsrlInput\('
 run TypedRead_DetectionGroup '^BM_TypedRead_DetectionGroup/' 'ReadGroup<initialfrontsideradarlefthal::types::RSDS4Detn'
 run TypedRead_Status1 '^BM_TypedRead_Status1/' 'ReadGroup<initialfrontsideradarlefthal::types::RSDS4SigSts1>'
