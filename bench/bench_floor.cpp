@@ -106,7 +106,8 @@ FloorGroup MakeGroup(std::size_t index, std::size_t payload_length) {
   floor.last_counter = 0xFFU;
   for (std::size_t i = 0; i < group.nbr_of_signals; ++i) {
     const SignalAdapter_Signal& s = initialfrontsideradarlefthal_signals[group.signal_start_index + i];
-    const unsigned int start = group.packing_info.payload_bit_offset + static_cast<unsigned int>(s.value_relative_bit_offset);
+    const unsigned int start =
+        group.packing_info.payload_bit_offset + static_cast<unsigned int>(s.value_relative_bit_offset);
     Row row{};
     row.slot = s.value_storage_start_index;
     row.byte = static_cast<std::uint16_t>(start / 8U);
@@ -169,7 +170,8 @@ SignalAdapter_SignalValue* ReadGroup(FloorGroup& g, const std::uint8_t* received
     return nullptr;
   }
 
-  auto* values = static_cast<SignalAdapter_SignalValue*>(::operator new(g.value_count * sizeof(SignalAdapter_SignalValue)));
+  auto* values =
+      static_cast<SignalAdapter_SignalValue*>(::operator new(g.value_count * sizeof(SignalAdapter_SignalValue)));
   const Row* row = g.rows.data();
   for (const Row* const end = row + g.double_rows; row != end; ++row) {
     const std::uint64_t raw = (Load64(padded + row->byte) >> row->shift) & row->mask;
@@ -188,8 +190,7 @@ SignalAdapter_SignalValue* ReadGroup(FloorGroup& g, const std::uint8_t* received
   return values;
 }
 
-constexpr rs::Mode kModes[4] = {rs::Mode::kShortRange, rs::Mode::kNearRange, rs::Mode::kMidRange,
-                                rs::Mode::kLongRange};
+constexpr rs::Mode kModes[4] = {rs::Mode::kShortRange, rs::Mode::kNearRange, rs::Mode::kMidRange, rs::Mode::kLongRange};
 constexpr rs::QualityAggregated kQualities[4] = {rs::QualityAggregated::kLow, rs::QualityAggregated::kMid,
                                                  rs::QualityAggregated::kHigh, rs::QualityAggregated::kUnknown};
 

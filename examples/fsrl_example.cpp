@@ -42,9 +42,9 @@ struct Counters {
 
 int main() {
   // The signal groups the radar sends, as the platform's signal service must know them.
-  zol::signalcomm::Service::Instance().DefineSignalGroups(initialfrontsideradarlefthal_signal_groups,
-                                                          sizeof(initialfrontsideradarlefthal_signal_groups) /
-                                                              sizeof(initialfrontsideradarlefthal_signal_groups[0]));
+  zol::signalcomm::Service::Instance().DefineSignalGroups(
+      initialfrontsideradarlefthal_signal_groups,
+      sizeof(initialfrontsideradarlefthal_signal_groups) / sizeof(initialfrontsideradarlefthal_signal_groups[0]));
 
   zol::afw::core::Executable executable("fsrl_example");
   auto created = FrontSideRadarLeftHal::Create(&executable, "NoInstanceId");
@@ -79,8 +79,8 @@ int main() {
 
   const ErrorCode requested = radar.RequestServiceMode(ServiceMode::kActive);
   const auto mode = radar.GetServiceMode();
-  std::cout << "RequestServiceMode(kActive): " << Describe(requested) << "; GetServiceMode: "
-            << Describe(mode.status()) << ", " << (mode.has_value() ? Describe(*mode) : "none") << "\n";
+  std::cout << "RequestServiceMode(kActive): " << Describe(requested) << "; GetServiceMode: " << Describe(mode.status())
+            << ", " << (mode.has_value() ? Describe(*mode) : "none") << "\n";
   as_expected = as_expected && mode.has_value() && *mode == ServiceMode::kActive;
 
   // Requests outlive the HAL object on purpose; an application that is done with the radar says so.

@@ -129,8 +129,8 @@ void RunReader(const std::uint8_t* data, std::size_t size) {
   std::size_t pos = 0;
   while (pos < size) {
     const void* newline = std::memchr(text + pos, '\n', size - pos);
-    const std::size_t end = newline != nullptr ? static_cast<std::size_t>(static_cast<const char*>(newline) - text)
-                                               : size;
+    const std::size_t end =
+        newline != nullptr ? static_cast<std::size_t>(static_cast<const char*>(newline) - text) : size;
     std::size_t line_size = end - pos;
     if (line_size != 0 && text[pos + line_size - 1] == '\r') {
       --line_size;

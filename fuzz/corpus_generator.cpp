@@ -84,8 +84,7 @@ void CandumpParser(const std::filesystem::path& dir) {
         "(1700000000.0000000001) can0 403#\n"
         "1700000000.000004 can0 404#00\n"
         "(1700000000.000005) can0 405#00 X");
-  Write(dir, "overlong_line_then_frame.log",
-        std::string(5000, 'A') + "\n(1700000000.000006) can0 406#AA\n");
+  Write(dir, "overlong_line_then_frame.log", std::string(5000, 'A') + "\n(1700000000.000006) can0 406#AA\n");
   Write(dir, "empty.log", "");
   Write(dir, "binary_garbage.bin",
         Bytes{0x00, 0xFF, 0x28, 0x31, 0x2E, 0x30, 0x29, 0x20, 0x0A, 0x0D, 0x0A, 0x80, 0x23, 0x23, 0x00, 0x7F, 0x0A});
@@ -128,8 +127,7 @@ void Profile5Check(const std::filesystem::path& dir) {
   const auto op = [](unsigned kind, unsigned parameter) { return static_cast<std::uint8_t>(kind | (parameter << 3U)); };
   // In sequence, with a loss, a repetition, a jump, no new data, a re-initialisation.
   Write(dir, "protected_sequence.bin",
-        Bytes{0, op(1, 0), 0, 0, op(1, 0), 1, 0, op(6, 2), op(6, 0), op(6, 20), op(3, 0), op(4, 0), op(1, 0), 0,
-              0});
+        Bytes{0, op(1, 0), 0, 0, op(1, 0), 1, 0, op(6, 2), op(6, 0), op(6, 20), op(3, 0), op(4, 0), op(1, 0), 0, 0});
   // Raw payloads: all zeros, and a bit flipped in a protected one.
   Write(dir, "raw_and_corrupted.bin", Bytes{40, op(0, 0), 4, 1, 2, 3, 4, op(2, 0), 7, 2, 0xAB, 0xCD, 0x10, 0x00});
   // The check called directly with the group's length and with others, a null buffer among them.
@@ -172,7 +170,7 @@ void Replay(const std::filesystem::path& dir) {
         input.push_back(0x10 | 0x20 | 0x40);  // radar id, protected, step in ms
         input.push_back(static_cast<std::uint8_t>(group));
         AppendLittle(input, group == 0 && scan > 0 ? 50 : 0, 2);  // a scan's groups at one time
-        input.push_back(0);  // length: taken from the group when protected
+        input.push_back(0);                                       // length: taken from the group when protected
         input.push_back(static_cast<std::uint8_t>(scan));
         const Bytes payload = Payload(group, static_cast<std::uint8_t>(scan));
         Append(input, payload);

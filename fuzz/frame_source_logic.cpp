@@ -100,8 +100,7 @@ void CheckPrefix(const std::uint8_t* data, std::size_t size, LogFormat format, c
 void Run(const std::uint8_t* data, std::size_t size, LogFormat format) {
   const std::vector<Frame> whole = ReadAll(data, size, format);
   CheckPrefix(data, size, format, whole);
-  const LogFormat detected =
-      fsrl::DetectLogFormat(std::string_view(reinterpret_cast<const char*>(data), size));
+  const LogFormat detected = fsrl::DetectLogFormat(std::string_view(reinterpret_cast<const char*>(data), size));
   if (detected != LogFormat::kAuto) {
     ReadAll(data, size, detected);
   }

@@ -300,9 +300,8 @@ class Session {
         case SIGNAL_DB_SIGNAL_VALUE_TYPE_UNSIGNED_INTEGER:
         case SIGNAL_DB_SIGNAL_VALUE_TYPE_ENUMERATED:
           if (limits.min.unsigned_int <= limits.max.unsigned_int) {
-            FuzzCheck(
-                value.unsigned_int >= limits.min.unsigned_int && value.unsigned_int <= limits.max.unsigned_int,
-                "a decoded value lies outside its limits");
+            FuzzCheck(value.unsigned_int >= limits.min.unsigned_int && value.unsigned_int <= limits.max.unsigned_int,
+                      "a decoded value lies outside its limits");
           }
           break;
         default:

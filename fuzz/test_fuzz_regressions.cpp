@@ -107,10 +107,10 @@ TEST(BlfReaderFuzzTarget, KeepsItsInvariantsOnEverySeedAndRegressionInput) {
 
 TEST(TypedReadFuzzTarget, SetsUpAgainAfterAReplayResetTheSignalService) {
   const ScopedThrowingHandler handler;
-  const std::vector<std::uint8_t> replay = ReadAll(fs::path(FSRL_FUZZ_SOURCE_DIR) / "corpus/fuzz_replay" /
-                                                   "binary_remote_error_unmapped_and_step_back.bin");
-  const std::vector<std::uint8_t> read = ReadAll(fs::path(FSRL_FUZZ_SOURCE_DIR) / "corpus/fuzz_typed_read" /
-                                                 "detection_group_counter_0.bin");
+  const std::vector<std::uint8_t> replay =
+      ReadAll(fs::path(FSRL_FUZZ_SOURCE_DIR) / "corpus/fuzz_replay" / "binary_remote_error_unmapped_and_step_back.bin");
+  const std::vector<std::uint8_t> read =
+      ReadAll(fs::path(FSRL_FUZZ_SOURCE_DIR) / "corpus/fuzz_typed_read" / "detection_group_counter_0.bin");
   ASSERT_FALSE(replay.empty());
   ASSERT_FALSE(read.empty());
   EXPECT_NO_THROW(fsrl_fuzz::RunTypedRead(read.data(), read.size()));

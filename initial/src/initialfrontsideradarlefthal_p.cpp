@@ -219,8 +219,8 @@ bool InitialFrontSideRadarLeftHal::Impl::FetchDetectionData() {
   // The first group that fails ends the fetch: a scan with a hole cannot complete in this cycle anyway, and the
   // groups after it are read again, fresh, in the next one.
 #define FSRL_CORE_READ_DETECTION_GROUP(suffix, record_type, first_detection, accessor) \
-  if (!ReadProperty(m_detection_property_##suffix, &m_signal_detections_##suffix)) {  \
-    return false;                                                                    \
+  if (!ReadProperty(m_detection_property_##suffix, &m_signal_detections_##suffix)) {   \
+    return false;                                                                      \
   }
   FSRL_FOR_EACH_DETECTION_GROUP(FSRL_CORE_READ_DETECTION_GROUP)
 #undef FSRL_CORE_READ_DETECTION_GROUP

@@ -8,9 +8,9 @@
 
 #include <gtest/gtest.h>
 
+#include "detection_group_records.h"
 #include "frontsideradarlefthal_types.h"
 #include "initialfrontsideradarlefthal_signal_groups.h"
-#include "detection_group_records.h"
 #include "radarScanDataManager.h"
 #include "zol/mono_clock.h"
 

@@ -22,9 +22,9 @@
 
 #include <gtest/gtest.h>
 
+#include "function_task.h"
 #include "initialfrontsideradarlefthal_e2e_database.h"
 #include "initialfrontsideradarlefthal_signal_adapter.h"
-#include "function_task.h"
 #include "zol/afw/core/dispatch_queue.h"
 #include "zol/afw/core/error_code.h"
 #include "zol/afw/core/executable.h"

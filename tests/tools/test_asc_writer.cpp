@@ -144,8 +144,7 @@ TEST(AscWriter, EveryKindOfFrameHasItsLine) {
   const std::vector<std::string> lines = BodyLines(WriteAsc({extended, remote, error, fd, fd_extended}));
   EXPECT_THAT(lines, ::testing::ElementsAre(
                          "   0.000457 2  12345678x       Tx   d 4 DE AD BE EF",
-                         "   0.000458 1  456             Rx   r 4",
-                         "   0.000459 3  ErrorFrame",
+                         "   0.000458 1  456             Rx   r 4", "   0.000459 3  ErrorFrame",
                          "   0.000460 CANFD   1 Rx         7FF                                    1 1 9 12 F0 F1 F2 F3 "
                          "F4 F5 F6 F7 F8 F9 FA FB        0    0     7000        0        0        0        0        0",
                          "   0.000461 CANFD   2 Tx   1ABCDEF0x                                    0 0 3 3 AA BB CC "
@@ -164,8 +163,8 @@ TEST(AscWriter, FdLengthsBetweenTheCodesGetTheNextCode) {
 
 TEST(AscWriter, LongOffsetsKeepEveryDigit) {
   ScopedUtc utc;
-  const std::vector<std::string> lines = BodyLines(WriteAsc(
-      {MakeWriterFrame(kStart, 0x1, false, {}), MakeWriterFrame(kStart + 7200 * kNs + 500, 0x2, false, {})}));
+  const std::vector<std::string> lines = BodyLines(
+      WriteAsc({MakeWriterFrame(kStart, 0x1, false, {}), MakeWriterFrame(kStart + 7200 * kNs + 500, 0x2, false, {})}));
   ASSERT_EQ(lines.size(), 2U);
   EXPECT_EQ(lines[1], "7200.000457 1  2               Rx   d 0");
 }
@@ -183,10 +182,10 @@ TEST(AscWriter, FrameBeforeTheStartIsRefusedAndTheFramesBeforeItStay) {
   ScopedUtc utc;
   bool finished = true;
   std::string error;
-  const std::string text = WriteAsc({MakeWriterFrame(kStart, 0x1, false, {}),
-                                     MakeWriterFrame(kStart - 2000000, 0x2, false, {}),
-                                     MakeWriterFrame(kStart + 1000, 0x3, false, {})},
-                                    &finished, &error);
+  const std::string text =
+      WriteAsc({MakeWriterFrame(kStart, 0x1, false, {}), MakeWriterFrame(kStart - 2000000, 0x2, false, {}),
+                MakeWriterFrame(kStart + 1000, 0x3, false, {})},
+               &finished, &error);
   EXPECT_FALSE(finished);
   EXPECT_THAT(error, HasSubstr("earlier than the start of measurement"));
   EXPECT_THAT(BodyLines(text), ::testing::ElementsAre("   0.000457 1  1               Rx   d 0"));

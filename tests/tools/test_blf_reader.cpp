@@ -331,8 +331,9 @@ TEST(BlfReader, NamesTheOffsetOfACorruptCompressedContainer) {
 
 TEST(BlfReader, RejectsAFileWithoutTheSignatureAtOffsetZero) {
   TempDir dir;
-  const std::string path = dir.Write("not.blf", "LOGX and more bytes than a header has, and then some more of them, "
-                                                 "so many that nothing is short");
+  const std::string path = dir.Write("not.blf",
+                                     "LOGX and more bytes than a header has, and then some more of them, "
+                                     "so many that nothing is short");
   const ReadResult result = ReadPath(path, LogFormat::kBlf);
   ASSERT_EQ(result.problems.size(), 1U);
   EXPECT_EQ(result.problems[0], path + ":0: not a BLF file (no 'LOGG' signature)");

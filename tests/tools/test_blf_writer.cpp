@@ -153,11 +153,11 @@ TEST(BlfWriter, ClassicFramesAreCanMessagesAndFdFramesCanFdMessage64) {
   const std::size_t a = objects[0].offset;
   EXPECT_EQ(objects[0].type, 1U);
   EXPECT_EQ(objects[0].size, 48U);
-  EXPECT_EQ(U32(d, a + 16), 2U);    // time stamp in nanoseconds
-  EXPECT_EQ(U64(d, a + 24), 456789U);  // since 22:13:20.123
-  EXPECT_EQ(U16(d, a + 32), 2U);    // channel
-  EXPECT_EQ(d[a + 34], 0x01);       // Tx
-  EXPECT_EQ(d[a + 35], 3);          // DLC
+  EXPECT_EQ(U32(d, a + 16), 2U);           // time stamp in nanoseconds
+  EXPECT_EQ(U64(d, a + 24), 456789U);      // since 22:13:20.123
+  EXPECT_EQ(U16(d, a + 32), 2U);           // channel
+  EXPECT_EQ(d[a + 34], 0x01);              // Tx
+  EXPECT_EQ(d[a + 35], 3);                 // DLC
   EXPECT_EQ(U32(d, a + 36), 0x92345678U);  // id with the extended bit
   EXPECT_EQ(Bytes(d.begin() + a + 40, d.begin() + a + 43), (Bytes{1, 2, 3}));
 
@@ -165,12 +165,12 @@ TEST(BlfWriter, ClassicFramesAreCanMessagesAndFdFramesCanFdMessage64) {
   EXPECT_EQ(objects[1].type, 101U);
   EXPECT_EQ(objects[1].size, 32U + 40U + 20U);
   EXPECT_EQ(U64(d, b + 24), 456790U);
-  EXPECT_EQ(d[b + 32], 3);     // channel
-  EXPECT_EQ(d[b + 33], 11);    // DLC of 20 bytes
-  EXPECT_EQ(d[b + 34], 20);    // valid data bytes
+  EXPECT_EQ(d[b + 32], 3);   // channel
+  EXPECT_EQ(d[b + 33], 11);  // DLC of 20 bytes
+  EXPECT_EQ(d[b + 34], 20);  // valid data bytes
   EXPECT_EQ(U32(d, b + 36), 0x7FFU);
   EXPECT_EQ(U32(d, b + 44), 0x3000U);  // EDL and BRS
-  EXPECT_EQ(d[b + 66], 0);     // Rx
+  EXPECT_EQ(d[b + 66], 0);             // Rx
   EXPECT_EQ(Bytes(d.begin() + b + 72, d.begin() + b + 92), fsrl_test::Counting(20, 0x40));
 }
 
@@ -239,9 +239,10 @@ TEST(BlfWriter, FrameBeforeTheStartIsRefusedAndTheFramesBeforeItStay) {
   ScopedUtc utc;
   bool finished = true;
   std::string error;
-  const Bytes file = WriteBlf({MakeWriterFrame(kStart, 0x1, false, {}), MakeWriterFrame(kStart - 2000000, 0x2, false, {}),
-                               MakeWriterFrame(kStart + 1000, 0x3, false, {})},
-                              &finished, &error);
+  const Bytes file =
+      WriteBlf({MakeWriterFrame(kStart, 0x1, false, {}), MakeWriterFrame(kStart - 2000000, 0x2, false, {}),
+                MakeWriterFrame(kStart + 1000, 0x3, false, {})},
+               &finished, &error);
   EXPECT_FALSE(finished);
   EXPECT_THAT(error, HasSubstr("earlier than the start time"));
   EXPECT_EQ(U32(file, 32), 1U);

@@ -153,8 +153,9 @@ TEST(CommandLine, HelpListsEveryDeclaredOptionWithItsValueAndAlignedDescriptions
 
 TEST(CommandLine, UsageErrorsAfterParsingLookLikeTheParsersOwn) {
   Example example;
-  const fsrl_test::CommandRun run = fsrl_test::RunWithStreams(
-      [&](std::FILE*, std::FILE* err) { return example.command_line.UsageError(err, "--a and --b cannot be combined"); });
+  const fsrl_test::CommandRun run = fsrl_test::RunWithStreams([&](std::FILE*, std::FILE* err) {
+    return example.command_line.UsageError(err, "--a and --b cannot be combined");
+  });
   EXPECT_EQ(run.exit_code, fsrl::kExitUsage);
   EXPECT_EQ(run.err, "fsrl example: --a and --b cannot be combined\nTry 'fsrl example --help' for more information.\n");
 }
@@ -224,8 +225,7 @@ TEST(LogInputOptions, ConflictingOrUnknownFormatsAreReported) {
 
 TEST(LogInputOptions, ChannelFiltersAndTimesBuildTheFrameFilter) {
   Example example;
-  ASSERT_EQ(example.Parse({"--channel", "2", "--filter", "400:7FF", "--from", "1.5", "--to", "3", "x.log"}).status,
-            -1);
+  ASSERT_EQ(example.Parse({"--channel", "2", "--filter", "400:7FF", "--from", "1.5", "--to", "3", "x.log"}).status, -1);
   ASSERT_EQ(example.input.Check(), "");
   fsrl::CanFrame frame;
   frame.id = 0x400;

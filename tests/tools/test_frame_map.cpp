@@ -133,8 +133,8 @@ INSTANTIATE_TEST_SUITE_P(
                       MapErrorCase{"RSDS4Detn000To004,400,can 0\n", "bad.map:1: ", "is not one name or number"},
                       MapErrorCase{"RSDS4Detn000To004,400,can0\nRSDS4Detn005To009,400,can0\n", "bad.map:2: ",
                                    "CAN id 400 on channel can0 already used by 'RSDS4Detn000To004' on line 1"},
-                      MapErrorCase{"RSDS4Detn000To004,400\nRSDS4Detn005To009,400,2\n", "bad.map:2: ",
-                                   "CAN id 400 already used by 'RSDS4Detn000To004' on line 1"},
+                      MapErrorCase{"RSDS4Detn000To004,400\nRSDS4Detn005To009,400,2\n",
+                                   "bad.map:2: ", "CAN id 400 already used by 'RSDS4Detn000To004' on line 1"},
                       MapErrorCase{"RSDS4Detn000To004,400,2\nRSDS4Detn005To009,400\n", "bad.map:2: ",
                                    "CAN id 400 on channel 2 already used by 'RSDS4Detn000To004' on line 1"}));
 

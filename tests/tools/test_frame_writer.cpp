@@ -187,8 +187,8 @@ TEST_P(WrittenFrames, ErrorFramesAreKeptAsTheFormatKeepsThem) {
   const std::string path = dir_.path() + "/errors." + GetParam().extension;
   std::vector<fsrl::CanFrame> frames = MixedFrames();
   frames.resize(2);
-  fsrl::CanFrame error = fsrl_test::MakeWriterFrame(frames.back().timestamp_ns + 1000, 0x4, true,
-                                                    {0, 0, 0x08, 0, 0, 0, 0, 0});
+  fsrl::CanFrame error =
+      fsrl_test::MakeWriterFrame(frames.back().timestamp_ns + 1000, 0x4, true, {0, 0, 0x08, 0, 0, 0, 0, 0});
   error.error = true;
   frames.insert(frames.begin() + 1, error);
   ASSERT_EQ(WriteFrames(path, frames), "");

@@ -4,8 +4,8 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -223,9 +223,9 @@ TEST_F(FsrlDecode, CsvFormatWritesOneRowPerDecodedFrameWithTheValuesOfTheJsonLin
   ASSERT_EQ(json.records.size(), 4U);
   const std::vector<std::string>& header = rows[0];
   ASSERT_GE(header.size(), 9U);
-  EXPECT_EQ(std::vector<std::string>(header.begin(), header.begin() + 9),
-            (std::vector<std::string>{"t", "t_ns", "channel", "id", "extended", "group", "result", "status",
-                                      "status_code"}));
+  EXPECT_EQ(
+      std::vector<std::string>(header.begin(), header.begin() + 9),
+      (std::vector<std::string>{"t", "t_ns", "channel", "id", "extended", "group", "result", "status", "status_code"}));
   for (std::size_t i = 0; i < json.records.size(); ++i) {
     SCOPED_TRACE("frame " + std::to_string(i));
     const std::vector<std::string>& row = rows[1 + i];

@@ -113,8 +113,7 @@ class FsrlInputs : public ::testing::Test {
   // The simulated recording in the format of @p extension, written by fsrl simulate.
   std::string Simulated(const std::string& extension) {
     const std::string path = dir_.path() + "/simulated." + extension;
-    const CommandRun run =
-        fsrl_test::RunCommand(fsrl::RunSimulate, {"--scans", "3", "--seed", "7", "--out", path});
+    const CommandRun run = fsrl_test::RunCommand(fsrl::RunSimulate, {"--scans", "3", "--seed", "7", "--out", path});
     EXPECT_EQ(run.exit_code, fsrl::kExitOk) << run.err;
     return path;
   }

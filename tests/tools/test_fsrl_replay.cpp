@@ -939,7 +939,6 @@ TEST_F(FsrlReplay, InMemoryReplayTellsTheObserverOfEachJump) {
   EXPECT_EQ(recorder.detections[1].t_ns, kT0 + kThreeYears + 50 * kMs);
 }
 
-
 // The outputs besides the JSON lines: the sinks the replay feeds, and the options that make them.
 
 // Every publication a sink is given, as (kind, time, scan id), in order.

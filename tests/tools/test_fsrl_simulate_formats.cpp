@@ -35,7 +35,8 @@ struct SimulateRun {
 SimulateRun Simulate(const std::string& out_path, const std::vector<std::string>& extra = {}) {
   std::vector<std::string> args = {"simulate", "--scans", std::to_string(kScans), "--seed", "11", "--out", out_path};
   // One fault of each kind; the drop makes the run one frame short.
-  for (const char* fault : {"crc:1:3", "drop:2:10", "repeat:2:50", "short:3:45", "counterjump:4:7:3", "silence:4:120"}) {
+  for (const char* fault :
+       {"crc:1:3", "drop:2:10", "repeat:2:50", "short:3:45", "counterjump:4:7:3", "silence:4:120"}) {
     args.push_back("--fault");
     args.push_back(fault);
   }

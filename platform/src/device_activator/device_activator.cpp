@@ -1,5 +1,5 @@
-#include "device_activator/device_activation_service.h"
 #include "device_activator/device_activator.h"
+#include "device_activator/device_activation_service.h"
 
 #include <algorithm>
 #include <array>

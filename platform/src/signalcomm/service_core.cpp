@@ -73,7 +73,6 @@ void ServiceCore::Misuse(zol::string_view message) const { log_.Log(zol::log::Lo
 
 void ServiceCore::Failure(zol::string_view message) const { log_.Log(zol::log::LoggingLevel::kError, message); }
 
-
 ServiceCore::Group* ServiceCore::FindGroup(SignalComm_Name_t name) const {
   if (name < kFirstIdentity || name - kFirstIdentity >= groups_.size()) {
     return nullptr;
@@ -420,8 +419,8 @@ int ServiceCore::DestroyContext(Call& call, SignalComm_Context_t* context) {
   return SIGNALCOMM_OK;
 }
 
-int ServiceCore::GetSignalGroupInfo(Call& call, SignalComm_Context_t context, const char* const* group_names, std::size_t count,
-                                    const SignalComm_SignalGroupInfo** infos) {
+int ServiceCore::GetSignalGroupInfo(Call& call, SignalComm_Context_t context, const char* const* group_names,
+                                    std::size_t count, const SignalComm_SignalGroupInfo** infos) {
   if (count > 0 && (group_names == nullptr || infos == nullptr)) {
     call.Misuse("null argument");
     return SIGNALCOMM_E_INVALID;
@@ -533,8 +532,7 @@ int ServiceCore::CacheGetByIndex(Call& call, SignalComm_SignalGroupCache_t cache
     return SIGNALCOMM_E_INVALID;
   }
   if (index >= found->slots.size()) {
-    call.MisuseFormatted("index {} beyond the {} consumed groups", index,
-                    found->slots.size());
+    call.MisuseFormatted("index {} beyond the {} consumed groups", index, found->slots.size());
     return SIGNALCOMM_E_INVALID;
   }
   *group = &found->slots[index].group;
@@ -615,8 +613,7 @@ int ServiceCore::GetByteArray(Call& call, SignalComm_SignalGroupCache_t cache, c
     return SIGNALCOMM_E_NOT_FOUND;
   }
   if (buffer_length < slot->received_length) {
-    call.MisuseFormatted("buffer of {} bytes for a payload of {} bytes", buffer_length,
-                    slot->received_length);
+    call.MisuseFormatted("buffer of {} bytes for a payload of {} bytes", buffer_length, slot->received_length);
     return SIGNALCOMM_E_INVALID;
   }
   if (slot->received_length > 0) {

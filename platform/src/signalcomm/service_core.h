@@ -240,10 +240,9 @@ class ServiceCore::Call {
   template <typename... Args>
   void MisuseFormatted(zol::string_view format, const Args&... args) const {
     std::array<char, kMessageCapacity> message{};
-    const std::size_t prefix =
-        zol::format::FormatTo(message.data(), message.size(), "{}: ", FunctionName(function_));
-    const std::size_t length = prefix + zol::format::FormatTo(message.data() + prefix, message.size() - prefix,
-                                                              format, args...);
+    const std::size_t prefix = zol::format::FormatTo(message.data(), message.size(), "{}: ", FunctionName(function_));
+    const std::size_t length =
+        prefix + zol::format::FormatTo(message.data() + prefix, message.size() - prefix, format, args...);
     core_.Misuse(zol::string_view(message.data(), length));
   }
 

@@ -54,9 +54,7 @@ class FailingResource : public zol::pmr::memory_resource {
 
 class InitialVariantRegistration : public ::testing::Test {
  protected:
-  InitialVariantRegistration() {
-    fsrl_test::ResetPlatformForHal(executable_);
-  }
+  InitialVariantRegistration() { fsrl_test::ResetPlatformForHal(executable_); }
 
   static const FrontSideRadarLeftHal::Descriptor* InitialDescriptor() {
     return dynamic_cast<const FrontSideRadarLeftHal::Descriptor*>(

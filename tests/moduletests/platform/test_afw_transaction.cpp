@@ -11,12 +11,12 @@
 
 #include <gtest/gtest.h>
 
+#include "function_task.h"
 #include "zol/afw/core/dispatch_queue.h"
 #include "zol/afw/core/execution_context.h"
 #include "zol/afw/core/task.h"
 #include "zol/pmr/deleters.h"
 #include "zol/pmr/memory_resource.h"
-#include "function_task.h"
 
 namespace {
 
@@ -25,8 +25,8 @@ using zol::afw::core::ErrorCode;
 using zol::afw::core::ExecutionContext;
 using zol::afw::core::ExecutionContextScope;
 using zol::afw::core::Transaction;
-using zol::afw::core::TransactionTesting;
 using zol::afw::core::TransactionCallbacks;
+using zol::afw::core::TransactionTesting;
 
 // The test thread runs outside every context, so its callbacks wait in the process's default store; every test
 // starts and ends with that store empty.

@@ -395,8 +395,7 @@ class E2eCheckAfterRejectedFrameTest : public E2eCheckSignalGroupTest,
     if (kind == "WrongLength") {
       // A frame shorter than the group: the check sees a length other than the group's.
       WriteMainFrame(4);
-      ASSERT_EQ(protection_->Check(true, protection_->payload_buffer(), kMainBytes - 1),
-                zol::e2e::E2E_P05STATUS_ERROR);
+      ASSERT_EQ(protection_->Check(true, protection_->payload_buffer(), kMainBytes - 1), zol::e2e::E2E_P05STATUS_ERROR);
       return;
     }
     if (kind == "WrongCrc") {
@@ -421,8 +420,7 @@ TEST_P(E2eCheckAfterRejectedFrameTest, OneReadWithoutUpdateGivesNotAvailable) {
 TEST_P(E2eCheckAfterRejectedFrameTest, EveryFurtherReadWithoutUpdateGivesNotAvailable) {
   ReceiveAcceptedThenRejectedFrame();
   for (int read = 0; read < 5; ++read) {
-    EXPECT_EQ(Check(false), PackCheckResult(ErrorCode::kNotAvailable, SignalPropertyStatusCode::kE2eNoNewData))
-        << read;
+    EXPECT_EQ(Check(false), PackCheckResult(ErrorCode::kNotAvailable, SignalPropertyStatusCode::kE2eNoNewData)) << read;
   }
 }
 
@@ -438,8 +436,7 @@ INSTANTIATE_TEST_SUITE_P(EachRejection, E2eCheckAfterRejectedFrameTest,
                          ::testing::Values(RejectedFrame{"WrongCrc", SignalPropertyStatusCode::kE2eWrongCRC},
                                            RejectedFrame{"WrongLength", SignalPropertyStatusCode::kE2eWrongCRC},
                                            RejectedFrame{"Repeated", SignalPropertyStatusCode::kE2eRepeated},
-                                           RejectedFrame{"WrongSequence",
-                                                         SignalPropertyStatusCode::kE2eWrongSequence}),
+                                           RejectedFrame{"WrongSequence", SignalPropertyStatusCode::kE2eWrongSequence}),
                          [](const ::testing::TestParamInfo<RejectedFrame>& info) { return info.param.name; });
 
 TEST_F(E2eCheckSignalGroupTest, CheckStateCarriesOverFromOneCallToTheNext) {

@@ -9,10 +9,10 @@
 
 #include <gtest/gtest.h>
 
+#include "detection_group_records.h"
 #include "frontsideradarlefthal_types.h"
 #include "initialfrontsideradarlefthal_detection_groups.h"
 #include "initialfrontsideradarlefthal_signal_groups.h"
-#include "detection_group_records.h"
 #include "radarScanDataManager.h"
 #include "zol/mono_clock.h"
 

@@ -191,8 +191,8 @@ TEST(CornerRadarDetections, SetDetectionWithAnIndexOf200OrMoreIsIgnored) {
   ScanFollowedByDetections memory;
   static_assert(offsetof(ScanFollowedByDetections, behind) == sizeof(CornerRadarDetections),
                 "the guard must start where the scan ends");
-  for (const std::size_t index : {std::size_t{200U}, std::size_t{201U}, std::size_t{1000U},
-                                  std::numeric_limits<std::size_t>::max()}) {
+  for (const std::size_t index :
+       {std::size_t{200U}, std::size_t{201U}, std::size_t{1000U}, std::numeric_limits<std::size_t>::max()}) {
     memory.scan.set_detection(index, SampleDetection(9.0F));
   }
   EXPECT_EQ(memory.scan, CornerRadarDetections());

@@ -194,11 +194,11 @@ inline Expected FieldValue(const void* record, const initialfrontsideradarleftha
 template <typename F>
 void WithGroup(const SignalAdapter& adapter, std::size_t index, F&& f) {
   switch (index) {
-#define FSRL_TEST_GROUP_CASE(i, Record, stem)                 \
-  case i: {                                                   \
-    initialfrontsideradarlefthal::types::Record record{};     \
-    f(*adapter.stem(), record);                               \
-    break;                                                    \
+#define FSRL_TEST_GROUP_CASE(i, Record, stem)             \
+  case i: {                                               \
+    initialfrontsideradarlefthal::types::Record record{}; \
+    f(*adapter.stem(), record);                           \
+    break;                                                \
   }
     FSRL_FOR_EACH_SIGNAL_GROUP(FSRL_TEST_GROUP_CASE)
 #undef FSRL_TEST_GROUP_CASE
@@ -229,8 +229,8 @@ class SignalAdapterTest : public ::testing::Test {
 
   // An Impl made as Create makes it, before Init, for tests of its inside.
   static std::shared_ptr<Impl> MakeImpl(const zol::afw::core::ContextualObject* parent) {
-    std::shared_ptr<Impl> impl = std::allocate_shared<Impl>(
-        zol::pmr::polymorphic_allocator<Impl>(zol::pmr::get_default_resource()), parent);
+    std::shared_ptr<Impl> impl =
+        std::allocate_shared<Impl>(zol::pmr::polymorphic_allocator<Impl>(zol::pmr::get_default_resource()), parent);
     impl->set_self(impl);
     return impl;
   }

@@ -132,10 +132,10 @@ TEST_F(SignalAdapterDecodingTest, EveryKindOfSignalDecodesRawAllOnesLimitedWhere
   // returns is covered by the E2E tests.
   static_cast<void>(adapter->rsds4detn000to004()->get(&detections));
   static_cast<void>(adapter->rsds4sig_sts2()->get(&status2));
-  EXPECT_EQ(detections.rsds4detn000to004range0, 300.0);           // 327.67 limited to the maximum
-  EXPECT_EQ(detections.rsds4detn000to004crc, 0xFFFFU);            // not limited
-  EXPECT_EQ(detections.rsds4detn000to004counter, 0xFFU);          // not limited
-  EXPECT_EQ(status2.rsds4sig_sts2interference_lev, 100U);         // 127 limited to the maximum
+  EXPECT_EQ(detections.rsds4detn000to004range0, 300.0);                           // 327.67 limited to the maximum
+  EXPECT_EQ(detections.rsds4detn000to004crc, 0xFFFFU);                            // not limited
+  EXPECT_EQ(detections.rsds4detn000to004counter, 0xFFU);                          // not limited
+  EXPECT_EQ(status2.rsds4sig_sts2interference_lev, 100U);                         // 127 limited to the maximum
   EXPECT_EQ(static_cast<unsigned>(status2.rsds4sig_sts2comm_flt_reason), 0xFFU);  // 16-bit enumeration, 8 bits
   EXPECT_EQ(status2.rsds4sig_sts2time_stamp_obj, ~std::uint64_t{0});
 }

@@ -48,7 +48,8 @@ std::size_t LinesContaining(const zol::log::CapturingSink& sink, const std::stri
 
 using SignalAdapterE2eProtectionTest = SignalAdapterTest;
 
-TEST_F(SignalAdapterE2eProtectionTest, GroupSeventeenRejectedByTheLibraryGivesOneGroupLineThenTheClientLineAndNoAdapter) {
+TEST_F(SignalAdapterE2eProtectionTest,
+       GroupSeventeenRejectedByTheLibraryGivesOneGroupLineThenTheClientLineAndNoAdapter) {
   ASSERT_TRUE(zol::e2e::testing::RejectProfile5Creation(GroupRecord(kDetn085To089).data_id));
 
   SignalAdapter::Ptr adapter = SignalAdapter::Create(&app_);

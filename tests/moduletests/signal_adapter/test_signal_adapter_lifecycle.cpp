@@ -35,8 +35,8 @@ TEST_F(SignalAdapterLifecycleTest, CreateWithAParentHandsOutAllFiftyTwoPropertie
 
   ASSERT_TRUE(adapter);
   std::vector<std::string> names;
-#define FSRL_COLLECT_NAME(index, Record, stem)          \
-  ASSERT_TRUE(adapter->stem()) << #stem;                \
+#define FSRL_COLLECT_NAME(index, Record, stem) \
+  ASSERT_TRUE(adapter->stem()) << #stem;       \
   names.push_back(adapter->stem()->name().to_string());
   FSRL_FOR_EACH_SIGNAL_GROUP(FSRL_COLLECT_NAME)
 #undef FSRL_COLLECT_NAME

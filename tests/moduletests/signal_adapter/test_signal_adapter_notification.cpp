@@ -7,10 +7,10 @@
 #include <vector>
 
 #include "signal_adapter_test_support.h"
-#include "zol/afw/core/transaction_testing.h"
 #include "zol/afw/core/contextual_object.h"
 #include "zol/afw/core/execution_context.h"
 #include "zol/afw/core/notifier.h"
+#include "zol/afw/core/transaction_testing.h"
 #include "zol/pmr/counting_resource.h"
 
 namespace fsrl_test {
@@ -292,8 +292,8 @@ TEST_F(SignalAdapterNotificationTest, FailedCallbackRegistrationWarnsAndMakesEve
   const std::size_t calls = Calls(kRetrieve);
 
   EXPECT_EQ(impl->RetrieveGroupCache(), ErrorCode::kSuccess);
-  EXPECT_TRUE(sink_.Contains(LoggingLevel::kWarn,
-                             "'InitialFrontSideRadarLeftHal' failed to add begin transaction callback, error_code: -5"));
+  EXPECT_TRUE(sink_.Contains(
+      LoggingLevel::kWarn, "'InitialFrontSideRadarLeftHal' failed to add begin transaction callback, error_code: -5"));
   EXPECT_FALSE(impl->has_retrieved_cache_);
 
   EXPECT_EQ(impl->RetrieveGroupCache(), ErrorCode::kSuccess);

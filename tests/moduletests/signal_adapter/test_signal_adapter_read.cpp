@@ -41,9 +41,8 @@ void ExpectDecodedFrom(std::size_t index, const void* record, const std::vector<
   const auto& info = initialfrontsideradarlefthal::meta::kSignalGroups[index];
   for (std::size_t k = 0; k < info.field_count; ++k) {
     const SignalAdapter_Signal& signal = SignalOfSlot(index, k);
-    const Expected expected =
-        ExpectedValue(signal, GetBits(payload, static_cast<unsigned>(signal.value_relative_bit_offset),
-                                      signal.value_bit_length));
+    const Expected expected = ExpectedValue(
+        signal, GetBits(payload, static_cast<unsigned>(signal.value_relative_bit_offset), signal.value_bit_length));
     const Expected actual = FieldValue(record, info.fields[k]);
     ASSERT_EQ(actual.is_double, expected.is_double) << info.fields[k].name;
     if (expected.is_double) {
@@ -96,10 +95,12 @@ TEST_F(SignalAdapterReadTest, GroupEntryWithoutSignalsIsReadWithANullSignalNotRe
 
   EXPECT_EQ(Calls("SignalComm_Signal_GetByteArray"), typed_calls + 1U);
   EXPECT_EQ(Calls("SignalComm_Signal_GetByteArrayBuffer"), raw_calls + 1U);
-  EXPECT_TRUE(sink_.Contains(
-      LoggingLevel::kError, "Failed to read E2E protected signal group 'RSDS4Detn000To004' from Signal Comm. Code: -22"));
-  EXPECT_TRUE(sink_.Contains(
-      LoggingLevel::kError, "Failed to read raw bytes, E2E signal group 'RSDS4Detn000To004' from Signal Comm. Code: -22"));
+  EXPECT_TRUE(
+      sink_.Contains(LoggingLevel::kError,
+                     "Failed to read E2E protected signal group 'RSDS4Detn000To004' from Signal Comm. Code: -22"));
+  EXPECT_TRUE(
+      sink_.Contains(LoggingLevel::kError,
+                     "Failed to read raw bytes, E2E signal group 'RSDS4Detn000To004' from Signal Comm. Code: -22"));
 
   // The same entry with its signal counted reads fine, once the frame is flagged as new again (the failed read
   // above never got to check it).
@@ -120,8 +121,8 @@ TEST_F(SignalAdapterReadTest, WrongCrcOverwritesTheRecordSetsTheStatusLogsCodeAn
   EXPECT_EQ(status.status_code_, SignalPropertyStatusCode::kE2eWrongCRC);
   EXPECT_EQ(static_cast<int>(status.status_code_), -1);
   ExpectDecodedFrom(kSigSts2, &record, frame);
-  EXPECT_TRUE(sink_.Contains(LoggingLevel::kError,
-                             "Failed to decode and check E2E for signal group 'RSDS4SigSts2'. Code: -1, Extended: -1."));
+  EXPECT_TRUE(sink_.Contains(
+      LoggingLevel::kError, "Failed to decode and check E2E for signal group 'RSDS4SigSts2'. Code: -1, Extended: -1."));
 }
 
 TEST_F(SignalAdapterReadTest, RepeatedAndJumpingCountersAreReportedWithTheirOwnStatus) {
@@ -134,15 +135,15 @@ TEST_F(SignalAdapterReadTest, RepeatedAndJumpingCountersAreReportedWithTheirOwnS
   Publish(kSigSts1, PatternFrame(kSigSts1, 3, 2));
   EXPECT_EQ(impl_->get_rsds4sig_sts1()->get(&record, &status), ErrorCode::kFailure);
   EXPECT_EQ(status.status_code_, SignalPropertyStatusCode::kE2eRepeated);
-  EXPECT_TRUE(sink_.Contains(LoggingLevel::kError,
-                             "Failed to decode and check E2E for signal group 'RSDS4SigSts1'. Code: -1, Extended: -2."));
+  EXPECT_TRUE(sink_.Contains(
+      LoggingLevel::kError, "Failed to decode and check E2E for signal group 'RSDS4SigSts1'. Code: -1, Extended: -2."));
 
   Transaction::Begin();
   Publish(kSigSts1, PatternFrame(kSigSts1, 30, 3));
   EXPECT_EQ(impl_->get_rsds4sig_sts1()->get(&record, &status), ErrorCode::kFailure);
   EXPECT_EQ(status.status_code_, SignalPropertyStatusCode::kE2eWrongSequence);
-  EXPECT_TRUE(sink_.Contains(LoggingLevel::kError,
-                             "Failed to decode and check E2E for signal group 'RSDS4SigSts1'. Code: -1, Extended: -3."));
+  EXPECT_TRUE(sink_.Contains(
+      LoggingLevel::kError, "Failed to decode and check E2E for signal group 'RSDS4SigSts1'. Code: -1, Extended: -3."));
   EXPECT_EQ(record.rsds4sig_sts1counter, 30U);
 }
 

@@ -208,8 +208,7 @@ int RunDecode(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
   HalLogOptions hal_options;
   bool strict = false;
   input_options.AddTo(command_line);
-  command_line.Flag("--strict", strict,
-                    "stop at the first malformed line, with exit status 2, instead of skipping it");
+  command_line.Flag("--strict", strict, "stop at the first malformed line, with exit status 2, instead of skipping it");
   hal_options.AddTo(command_line);
   if (const std::optional<int> done = command_line.Parse(args, out, err)) {
     return *done;
@@ -293,8 +292,8 @@ int RunDecode(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
       continue;
     }
     if (stats.frames % kFramesPerProgressCheck == 0 && progress.Due()) {
-      progress.Show("fsrl decode: " + std::to_string(stats.frames) + " frames read, " +
-                    std::to_string(stats.decoded) + " decoded");
+      progress.Show("fsrl decode: " + std::to_string(stats.frames) + " frames read, " + std::to_string(stats.decoded) +
+                    " decoded");
     }
     ++stats.frames;
     if (frame.remote) {

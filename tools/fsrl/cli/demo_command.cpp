@@ -256,7 +256,8 @@ int RunDemo(const std::vector<std::string>& args, std::FILE* out, std::FILE* err
   CommandLine parser("demo", kDemoUsage, kDemoAbout, kDemoEpilogue);
   DemoCommandLine command_line;
   std::uint64_t scans = command_line.scans;
-  parser.Text("--out-dir", command_line.out_dir, "DIR", "where to write the files (default 'demo'; created if missing)");
+  parser.Text("--out-dir", command_line.out_dir, "DIR",
+              "where to write the files (default 'demo'; created if missing)");
   parser.Number("--scans", scans, kMinScans, kMaxScans, "N", "number of scans to simulate, 20..100000 (default 200)");
   parser.Number("--seed", command_line.seed, 0, UINT64_MAX, "S",
                 "selects the scene's variation and the measurement noise (default 1)");

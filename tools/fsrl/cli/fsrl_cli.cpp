@@ -41,8 +41,8 @@ struct Command {
 int Decode(const std::vector<std::string>& args, std::FILE* out, std::FILE* err) { return RunDecode(args, out, err); }
 
 const Command kCommands[] = {
-    {"decode", &Decode}, {"replay", &RunReplay}, {"simulate", &RunSimulate}, {"plot", &RunPlot},
-    {"dbc", &RunDbc},   {"demo", &RunDemo},
+    {"decode", &Decode}, {"replay", &RunReplay}, {"simulate", &RunSimulate},
+    {"plot", &RunPlot},  {"dbc", &RunDbc},       {"demo", &RunDemo},
 };
 
 const Command* FindCommand(const std::string& name) {

@@ -350,8 +350,7 @@ int RunReplay(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
   }
   // A write error the replay already reported is not reported again when the file is closed.
   if (!out_file.Close() && status == kExitOk) {
-    std::fprintf(err, "fsrl replay: cannot write '%s': %s\n", out_path.c_str(),
-                 std::strerror(out_file.error()));
+    std::fprintf(err, "fsrl replay: cannot write '%s': %s\n", out_path.c_str(), std::strerror(out_file.error()));
     status = kExitFailure;
   }
   if (summary_file.get() != nullptr) {

@@ -116,8 +116,9 @@ class AscWriter final : public FrameWriter {
       return false;
     }
     if (frame.timestamp_ns < start_ns_) {
-      return Refuse("frame at " + std::to_string(frame.timestamp_ns) + " ns is earlier than the start of measurement (" +
-                  std::to_string(start_ns_) + " ns, the first frame's millisecond); ASC times cannot be negative");
+      return Refuse("frame at " + std::to_string(frame.timestamp_ns) +
+                    " ns is earlier than the start of measurement (" + std::to_string(start_ns_) +
+                    " ns, the first frame's millisecond); ASC times cannot be negative");
     }
     AppendTime(frame.timestamp_ns - start_ns_);
     const std::uint32_t channel = frame.channel == 0 ? 1U : frame.channel;

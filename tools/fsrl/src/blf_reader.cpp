@@ -139,9 +139,8 @@ class BlfSource final : public FrameSource {
       const std::uint32_t object_size = U32(header + 8);
       const std::uint32_t type = U32(header + 12);
       if (header_size < kBaseHeaderSize || object_size < header_size) {
-        return Fatal(object_offset, "object header with impossible sizes (header size " +
-                                        std::to_string(header_size) + ", object size " +
-                                        std::to_string(object_size) + ")");
+        return Fatal(object_offset, "object header with impossible sizes (header size " + std::to_string(header_size) +
+                                        ", object size " + std::to_string(object_size) + ")");
       }
       if (type == kLogContainer) {
         return Fatal(object_offset, "a LOG_CONTAINER inside a LOG_CONTAINER");
@@ -166,8 +165,7 @@ class BlfSource final : public FrameSource {
       }
       const Pull whole = NeedInner(object_size);
       if (whole != Pull::kOk) {
-        return whole == Pull::kEnd ? Fatal(object_offset, "truncated object at the end of the file")
-                                   : Failed(whole);
+        return whole == Pull::kEnd ? Fatal(object_offset, "truncated object at the end of the file") : Failed(whole);
       }
       position_ = object_offset;
       const char* failure = ParseFrame(InnerData(), header_size, object_size, type, frame);
@@ -227,8 +225,8 @@ class BlfSource final : public FrameSource {
     return ReadStatus::kFrame;
   }
 
-  const char* ParseFrame(const std::uint8_t* o, std::size_t header_size, std::size_t object_size,
-                         std::uint32_t type, CanFrame& frame) {
+  const char* ParseFrame(const std::uint8_t* o, std::size_t header_size, std::size_t object_size, std::uint32_t type,
+                         CanFrame& frame) {
     if (header_size < kTimedHeaderSize) {
       return "CAN object without a time stamp in its header";
     }
@@ -356,8 +354,7 @@ class BlfSource final : public FrameSource {
       return in_->offset();
     }
     const Segment& segment = segments_.front();
-    return segment.compressed ? segment.file_offset
-                              : segment.data_offset + (inner_consumed_ - segment.inner_start);
+    return segment.compressed ? segment.file_offset : segment.data_offset + (inner_consumed_ - segment.inner_start);
   }
 
   ReadStatus SkipInner(std::uint64_t n, std::uint64_t object_offset) {
@@ -365,8 +362,7 @@ class BlfSource final : public FrameSource {
       if (InnerSize() == 0) {
         const Pull pull = NeedInner(1);
         if (pull != Pull::kOk) {
-          return pull == Pull::kEnd ? Fatal(object_offset, "truncated object at the end of the file")
-                                    : Failed(pull);
+          return pull == Pull::kEnd ? Fatal(object_offset, "truncated object at the end of the file") : Failed(pull);
         }
       }
       const std::size_t take = InnerSize() < n ? InnerSize() : static_cast<std::size_t>(n);
@@ -447,8 +443,8 @@ class BlfSource final : public FrameSource {
       return Pull::kOk;
     }
     if (result != Z_OK && !(result == Z_BUF_ERROR && (used != 0 || produced != 0))) {
-      fatal_reason_ = std::string("corrupt LOG_CONTAINER data (zlib: ") +
-                      (zs_.msg != nullptr ? zs_.msg : "no progress") + ")";
+      fatal_reason_ =
+          std::string("corrupt LOG_CONTAINER data (zlib: ") + (zs_.msg != nullptr ? zs_.msg : "no progress") + ")";
       // What inflated before the damage still holds whole objects: hand them out first.
       zlib_failed_ = true;
       return produced != 0 ? Pull::kOk : Pull::kCorrupt;

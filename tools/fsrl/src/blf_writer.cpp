@@ -117,7 +117,7 @@ class BlfWriter final : public FrameWriter {
     }
     if (frame.timestamp_ns < start_ns_) {
       return Refuse("frame at " + std::to_string(frame.timestamp_ns) + " ns is earlier than the start time (" +
-                  std::to_string(start_ns_) + " ns, the first frame's millisecond); BLF times cannot be negative");
+                    std::to_string(start_ns_) + " ns, the first frame's millisecond); BLF times cannot be negative");
     }
     const std::uint64_t stamp = static_cast<std::uint64_t>(frame.timestamp_ns - start_ns_);
     if (frame.timestamp_ns > last_ns_) {
@@ -167,8 +167,8 @@ class BlfWriter final : public FrameWriter {
       std::memcpy(b + kCanFd64FixedBody, frame.data, length);
     } else {
       Put16(b, channel);
-      b[2] = static_cast<std::uint8_t>((frame.direction == 'T' ? kCanFlagTx : 0U) |
-                                       (frame.remote ? kCanFlagRemote : 0U));
+      b[2] =
+          static_cast<std::uint8_t>((frame.direction == 'T' ? kCanFlagTx : 0U) | (frame.remote ? kCanFlagRemote : 0U));
       Put32(b + 4, raw_id);
       if (frame.remote) {
         b[3] = frame.remote_length > 8 ? 8 : frame.remote_length;

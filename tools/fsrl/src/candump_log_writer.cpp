@@ -24,8 +24,7 @@ bool CandumpLogWriter::Write(const CanFrame& frame) {
                                 frame.length, false);
   } else if (frame.remote) {
     // A remote request has no data: "ID#R", with the requested length when there is one.
-    block_ += FormatCandumpLine(frame.timestamp_ns, frame.iface, CanId{frame.id, frame.extended}, frame.data, 0,
-                                false);
+    block_ += FormatCandumpLine(frame.timestamp_ns, frame.iface, CanId{frame.id, frame.extended}, frame.data, 0, false);
     block_.back() = 'R';
     if (frame.remote_length != 0) {
       block_ += static_cast<char>('0' + (frame.remote_length > 8 ? 8 : frame.remote_length));

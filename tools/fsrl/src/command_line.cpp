@@ -70,8 +70,8 @@ CLI::Option* CommandLine::Texts(const std::string& names, std::vector<std::strin
   return app_.add_option(names, values, help)->type_name(value_name)->allow_extra_args(false);
 }
 
-CLI::Option* CommandLine::Number(const std::string& names, std::uint64_t& value, std::uint64_t min,
-                                 std::uint64_t max, const std::string& value_name, const std::string& help) {
+CLI::Option* CommandLine::Number(const std::string& names, std::uint64_t& value, std::uint64_t min, std::uint64_t max,
+                                 const std::string& value_name, const std::string& help) {
   // Checked before conversion, so that "-1" or "1e3" never turn into a number.
   const CLI::Validator in_range([min, max](std::string& text) { return RangeMessage(text, min, max); },
                                 std::string());  // the help names the range in words
@@ -114,7 +114,7 @@ std::optional<int> CommandLine::Parse(const std::vector<std::string>& args, std:
     const std::vector<std::string> extras = app_.remaining();
     const std::string first = extras.empty() ? std::string() : extras.front();
     return UsageError(err, first.size() > 1 && first[0] == '-' ? "unknown option '" + first + "'"
-                                                                : "unexpected argument '" + first + "'");
+                                                               : "unexpected argument '" + first + "'");
   } catch (const CLI::ArgumentMismatch& error) {
     // The parser says "--name: 1 required TYPE missing"; the name is what matters.
     const std::string what = error.what();
@@ -245,7 +245,8 @@ void LogInputOptions::AddTo(CommandLine& command_line) {
   command_line.Arguments("LOG", arguments);
   command_line.Texts("--format", formats, "FMT",
                      "the recording's format (auto, candump, candump-long, candump-delta, asc, blf)\n"
-                     "or the output's format (" + Joined(output_format_names) + "); give it twice to name both");
+                     "or the output's format (" +
+                         Joined(output_format_names) + "); give it twice to name both");
   command_line.Text("--input-format", input_format, "FMT",
                     "the recording's format: auto (the default: told from the content), candump\n"
                     "(`candump -l`), candump-long (`candump`, -ta, -tz, log2long), candump-delta\n"

@@ -112,8 +112,10 @@ std::vector<Message> MappedMessages(const FrameMap& map) {
       continue;
     }
     const SignalAdapter_SignalGroup& group = initialfrontsideradarlefthal_signal_groups[i];
-    Message message{i, can_id.extended ? (can_id.id | kDbcExtendedFlag) : can_id.id,
-                    can_id.extended ? kExtendedCanFd : kStandardCanFd, {}};
+    Message message{i,
+                    can_id.extended ? (can_id.id | kDbcExtendedFlag) : can_id.id,
+                    can_id.extended ? kExtendedCanFd : kStandardCanFd,
+                    {}};
     message.signals.resize(group.nbr_of_signals);
     std::iota(message.signals.begin(), message.signals.end(), std::size_t{group.signal_start_index});
     std::stable_sort(message.signals.begin(), message.signals.end(), [](std::size_t a, std::size_t b) {

@@ -232,9 +232,8 @@ bool FrameMap::Parse(std::string_view text, const std::string& file_name, FrameM
       error = Located(file_name, line_number,
                       "CAN id " + FormatId(can_id) +
                           (holder_channel.empty() ? std::string() : " on channel " + std::string(holder_channel)) +
-                          " already used by '" +
-                          std::string(GroupName(static_cast<std::size_t>(holder))) + "' on line " +
-                          std::to_string(defined_at[static_cast<std::size_t>(holder)]));
+                          " already used by '" + std::string(GroupName(static_cast<std::size_t>(holder))) +
+                          "' on line " + std::to_string(defined_at[static_cast<std::size_t>(holder)]));
       return false;
     }
     result.Add(index, can_id, channel);

@@ -524,8 +524,7 @@ class CandumpSource final : public FrameSource {
 
 }  // namespace
 
-std::unique_ptr<FrameSource> MakeCandumpSource(std::unique_ptr<ByteInput> input, std::string name,
-                                               LogFormat format) {
+std::unique_ptr<FrameSource> MakeCandumpSource(std::unique_ptr<ByteInput> input, std::string name, LogFormat format) {
   const int fd = input->fd();
   return std::make_unique<CandumpSource>(std::move(input), std::move(name), format, fd);
 }
@@ -573,8 +572,8 @@ LogFormat DetectLogFormat(std::string_view head) {
     return LogFormat::kBlf;
   }
   // Lines shorter than these words cannot start an ASC file; the words are the header lines ASC writers emit.
-  static const char* const kAscStarts[] = {"date ", "base ", "internal events logged", "no internal events logged",
-                                           "Begin Triggerblock", "// version"};
+  static const char* const kAscStarts[] = {
+      "date ", "base ", "internal events logged", "no internal events logged", "Begin Triggerblock", "// version"};
   // The time stamps of human-readable lines, to tell -td (deltas) from -tz (times since the first frame).
   std::vector<std::int64_t> times;
   bool long_form = false;
@@ -706,8 +705,7 @@ std::unique_ptr<FrameSource> OpenFrameSource(int fd, std::string name, LogFormat
                               LogFormat::kAuto, error, nullptr);
 }
 
-std::unique_ptr<FrameSource> OpenFrameSource(const std::string& path_or_dash, LogFormat format,
-                                             std::string* error) {
+std::unique_ptr<FrameSource> OpenFrameSource(const std::string& path_or_dash, LogFormat format, std::string* error) {
   if (path_or_dash == "-") {
     return OpenFrameSource(STDIN_FILENO, "<stdin>", format, false, error);
   }
@@ -792,15 +790,14 @@ bool FrameFilter::Accepts(const CanFrame& frame) const {
   if (frame.timestamp_ns < from_ns_ || (frame.timestamp_ns >= to_ns_ && to_ns_ != INT64_MAX)) {
     return false;
   }
-  if (have_channel_ && frame.iface != channel_name_ &&
-      (channel_number_ == 0 || frame.channel != channel_number_)) {
+  if (have_channel_ && frame.iface != channel_name_ && (channel_number_ == 0 || frame.channel != channel_number_)) {
     return false;
   }
   if (id_filters_.empty()) {
     return true;
   }
-  const std::uint32_t can_id = frame.id | (frame.extended ? kEffFlag : 0U) | (frame.remote ? kRtrFlag : 0U) |
-                               (frame.error ? kErrFlag : 0U);
+  const std::uint32_t can_id =
+      frame.id | (frame.extended ? kEffFlag : 0U) | (frame.remote ? kRtrFlag : 0U) | (frame.error ? kErrFlag : 0U);
   for (const IdFilter& filter : id_filters_) {
     const bool match = (can_id & filter.mask) == (filter.id & filter.mask);
     if (match != filter.invert) {

@@ -102,8 +102,8 @@ LogFrameReader::LogFrameReader(const InputFile& input, std::FILE* err, std::stri
     : input_(input), err_(err), command_(std::move(command)), filter_(std::move(filter)) {
   // Content of no known format is read as `candump -l`, the format fsrl has always read: each line of it is
   // then reported where it is wrong instead of the whole file being refused.
-  source_ = detail::OpenDetected(std::make_unique<detail::ByteInput>(input.fd(), false), input.display_name(),
-                                 format, LogFormat::kCandumpLog, nullptr, &open_errno_);
+  source_ = detail::OpenDetected(std::make_unique<detail::ByteInput>(input.fd(), false), input.display_name(), format,
+                                 LogFormat::kCandumpLog, nullptr, &open_errno_);
   if (source_ == nullptr && open_errno_ == 0) {
     open_errno_ = EIO;  // no other failure is possible with a fallback format; never leave the reader half made
   }

@@ -30,8 +30,9 @@ class SignalValueAllocator : public zol::pmr::polymorphic_allocator<T> {
   using Base = zol::pmr::polymorphic_allocator<T>;
 
  public:
+  // The allocator requirements spell it so.
   template <typename U>
-  struct rebind {
+  struct rebind {  // NOLINT(readability-identifier-naming)
     using other = SignalValueAllocator<U>;
   };
 

@@ -139,7 +139,8 @@ static_assert(offsetof(SignalAdapter_FrameSignalGroupMapping, payload_bit_offset
 static_assert(sizeof(SignalAdapter_SignalGroup) == 168, "SignalAdapter_SignalGroup layout");
 static_assert(offsetof(SignalAdapter_SignalGroup, name) == 0, "SignalAdapter_SignalGroup::name");
 static_assert(offsetof(SignalAdapter_SignalGroup, nbr_of_signals) == 130, "SignalAdapter_SignalGroup::nbr_of_signals");
-static_assert(offsetof(SignalAdapter_SignalGroup, signal_start_index) == 132, "SignalAdapter_SignalGroup::signal_start_index");
+static_assert(offsetof(SignalAdapter_SignalGroup, signal_start_index) == 132,
+              "SignalAdapter_SignalGroup::signal_start_index");
 static_assert(offsetof(SignalAdapter_SignalGroup, packing_info) == 136, "SignalAdapter_SignalGroup::packing_info");
 static_assert(offsetof(SignalAdapter_SignalGroup, signal_values_storage_total_size) == 140,
               "SignalAdapter_SignalGroup::signal_values_storage_total_size");
@@ -150,19 +151,23 @@ static_assert(offsetof(SignalAdapter_SignalGroup, offset) == 152, "SignalAdapter
 static_assert(offsetof(SignalAdapter_SignalGroup, counter_offset) == 154, "SignalAdapter_SignalGroup::counter_offset");
 static_assert(offsetof(SignalAdapter_SignalGroup, data_id_mode) == 156, "SignalAdapter_SignalGroup::data_id_mode");
 static_assert(offsetof(SignalAdapter_SignalGroup, crc_offset) == 160, "SignalAdapter_SignalGroup::crc_offset");
-static_assert(offsetof(SignalAdapter_SignalGroup, data_nibble_offset) == 162, "SignalAdapter_SignalGroup::data_nibble_offset");
-static_assert(offsetof(SignalAdapter_SignalGroup, max_delta_counter) == 164, "SignalAdapter_SignalGroup::max_delta_counter");
+static_assert(offsetof(SignalAdapter_SignalGroup, data_nibble_offset) == 162,
+              "SignalAdapter_SignalGroup::data_nibble_offset");
+static_assert(offsetof(SignalAdapter_SignalGroup, max_delta_counter) == 164,
+              "SignalAdapter_SignalGroup::max_delta_counter");
 static_assert(offsetof(SignalAdapter_SignalGroup, max_delta_counter_init) == 165,
               "SignalAdapter_SignalGroup::max_delta_counter_init");
 static_assert(offsetof(SignalAdapter_SignalGroup, max_no_new_or_repeated_data) == 166,
               "SignalAdapter_SignalGroup::max_no_new_or_repeated_data");
-static_assert(offsetof(SignalAdapter_SignalGroup, sync_counter_init) == 167, "SignalAdapter_SignalGroup::sync_counter_init");
+static_assert(offsetof(SignalAdapter_SignalGroup, sync_counter_init) == 167,
+              "SignalAdapter_SignalGroup::sync_counter_init");
 
 static_assert(sizeof(SignalAdapter_Signal) == 184, "SignalAdapter_Signal layout");
 static_assert(offsetof(SignalAdapter_Signal, name) == 0, "SignalAdapter_Signal::name");
 static_assert(offsetof(SignalAdapter_Signal, flags) == 129, "SignalAdapter_Signal::flags");
 static_assert(offsetof(SignalAdapter_Signal, value_type) == 130, "SignalAdapter_Signal::value_type");
-static_assert(offsetof(SignalAdapter_Signal, value_storage_start_index) == 132, "SignalAdapter_Signal::value_storage_start_index");
+static_assert(offsetof(SignalAdapter_Signal, value_storage_start_index) == 132,
+              "SignalAdapter_Signal::value_storage_start_index");
 static_assert(offsetof(SignalAdapter_Signal, value_byte_length) == 134, "SignalAdapter_Signal::value_byte_length");
 static_assert(offsetof(SignalAdapter_Signal, value_min_max) == 136, "SignalAdapter_Signal::value_min_max");
 static_assert(offsetof(SignalAdapter_Signal, codec_flags) == 152, "SignalAdapter_Signal::codec_flags");

@@ -39,7 +39,7 @@ struct CanFrame {
   /// Bus number, 1-based, as the recording numbers its channels (ASC, BLF), or as a FrameSource numbers
   /// candump interfaces in the order they first appear; 0 when nothing numbered it (ParseCandumpLine).
   std::uint32_t channel = 0;
-  std::uint8_t data[64] = {};      ///< the data bytes; bytes from `length` on carry no meaning
+  std::uint8_t data[64] = {};  ///< the data bytes; bytes from `length` on carry no meaning
 };
 
 /// Outcome of parsing one line.

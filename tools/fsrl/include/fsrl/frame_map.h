@@ -105,8 +105,8 @@ class FrameMap {
   // An id that carries its group on one channel only.
   struct ChannelEntry {
     CanId can_id;
-    std::string channel;          // as written in the map
-    std::uint32_t number;         // the channel number it names, 0 when it is a name only
+    std::string channel;   // as written in the map
+    std::uint32_t number;  // the channel number it names, 0 when it is a name only
     std::int8_t group;
   };
 
