@@ -68,15 +68,16 @@ zol_add_hal_boundary_check(PlatformBoundary.TheHalCannotIncludeTheTransactionTes
   hal_boundary_probe_transaction_testing ZOL_CASE_TRANSACTION_TESTING
   "zol/afw/core/transaction_testing.h(: No such file|' file not found)")
 
-# Each platform component includes only its own headers and those of the components it depends on.
+# Each platform component includes only its own headers and those of the components it depends on. The
+# interpreter is named by its path, not as a target: a cross build would run a target through its emulator.
 find_package(Python3 COMPONENTS Interpreter REQUIRED)
 add_test(NAME PlatformBoundary.EveryComponentIncludesOnlyWhatItDependsOn
-  COMMAND Python3::Interpreter ${CMAKE_CURRENT_SOURCE_DIR}/boundaries/check_component_boundaries.py
+  COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/boundaries/check_component_boundaries.py
           ${CMAKE_BINARY_DIR}/platform_components.txt ${PROJECT_SOURCE_DIR}/platform)
 set_tests_properties(PlatformBoundary.EveryComponentIncludesOnlyWhatItDependsOn PROPERTIES LABELS compile_check)
 # The check itself finds a crossing: a fixture whose lower component includes the higher one.
 add_test(NAME PlatformBoundary.TheCheckReportsAComponentThatIncludesOneItDoesNotDependOn
-  COMMAND Python3::Interpreter ${CMAKE_CURRENT_SOURCE_DIR}/boundaries/check_component_boundaries.py
+  COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/boundaries/check_component_boundaries.py
           ${CMAKE_CURRENT_SOURCE_DIR}/boundaries/violation/components.txt
           ${CMAKE_CURRENT_SOURCE_DIR}/boundaries/violation/platform)
 set_tests_properties(PlatformBoundary.TheCheckReportsAComponentThatIncludesOneItDoesNotDependOn PROPERTIES
