@@ -12,6 +12,7 @@
 #include "zol/afw/core/status_or.h"
 #include "zol/memory/propagate_const.h"
 #include "zol/memory/static_function.h"
+#include "zol/nodiscard.h"
 #include "zol/pmr/deleters.h"
 #include "zol/pmr/polymorphic_allocator.h"
 #include "zol/string_view.h"
@@ -50,15 +51,15 @@ class FrontSideRadarLeftHal {
     /// Runs one processing cycle: reads the sensor's input and publishes completed scans.
     virtual zol::afw::core::ErrorCode ProcessFsrlInput() = 0;
     /// The latest complete detection scan.
-    virtual zol::afw::core::StatusOr<radar_service::CornerRadarDetections> GetFsrlDetections() const = 0;
+    ZOL_NODISCARD virtual zol::afw::core::StatusOr<radar_service::CornerRadarDetections> GetFsrlDetections() const = 0;
     /// Subscribes to the event that a new complete detection scan is available.
     virtual zol::afw::core::Subscription SubscribeToFsrlDetections(Callback callback) = 0;
     /// The latest complete radar status.
-    virtual zol::afw::core::StatusOr<radar_service::RadarStatus> GetFsrlStatus() const = 0;
+    ZOL_NODISCARD virtual zol::afw::core::StatusOr<radar_service::RadarStatus> GetFsrlStatus() const = 0;
     /// Subscribes to the event that new radar status is available.
     virtual zol::afw::core::Subscription SubscribeToFsrlStatus(Callback callback) = 0;
     /// The service mode last requested.
-    virtual zol::afw::core::StatusOr<ServiceMode> GetServiceMode() const = 0;
+    ZOL_NODISCARD virtual zol::afw::core::StatusOr<ServiceMode> GetServiceMode() const = 0;
     /// Subscribes to service-mode changes.
     virtual zol::afw::core::Subscription SubscribeToServiceMode(Callback callback) = 0;
   };
@@ -121,19 +122,19 @@ class FrontSideRadarLeftHal {
   zol::afw::core::ErrorCode ProcessFsrlInput();
   /// The latest complete detection scan.
   /// @throws std::logic_error on an empty facade.
-  zol::afw::core::StatusOr<radar_service::CornerRadarDetections> GetFsrlDetections() const;
+  ZOL_NODISCARD zol::afw::core::StatusOr<radar_service::CornerRadarDetections> GetFsrlDetections() const;
   /// Subscribes `callback` to new complete detection scans; `callback` is moved from.
   /// @throws std::logic_error on an empty facade, before `callback` is touched.
   zol::afw::core::Subscription SubscribeToFsrlDetections(Callback callback);
   /// The latest complete radar status.
   /// @throws std::logic_error on an empty facade.
-  zol::afw::core::StatusOr<radar_service::RadarStatus> GetFsrlStatus() const;
+  ZOL_NODISCARD zol::afw::core::StatusOr<radar_service::RadarStatus> GetFsrlStatus() const;
   /// Subscribes `callback` to new radar status; `callback` is moved from.
   /// @throws std::logic_error on an empty facade, before `callback` is touched.
   zol::afw::core::Subscription SubscribeToFsrlStatus(Callback callback);
   /// The service mode last requested.
   /// @throws std::logic_error on an empty facade.
-  zol::afw::core::StatusOr<ServiceMode> GetServiceMode() const;
+  ZOL_NODISCARD zol::afw::core::StatusOr<ServiceMode> GetServiceMode() const;
   /// Subscribes `callback` to service-mode changes; `callback` is moved from.
   /// @throws std::logic_error on an empty facade, before `callback` is touched.
   zol::afw::core::Subscription SubscribeToServiceMode(Callback callback);

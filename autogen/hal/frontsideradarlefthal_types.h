@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "zol/nodiscard.h"
 #include "zol/someip_serialization/stream.h"
 
 namespace front_side_radar_left_hal {
@@ -115,39 +116,39 @@ class RadarDetection {
   ~RadarDetection() = default;
 
   /// Signal-to-noise ratio.
-  Snr snr() const { return snr_; }
+  ZOL_NODISCARD Snr snr() const { return snr_; }
   /// Sets the signal-to-noise ratio.
   void set_snr(Snr value) { snr_ = value; }
   /// Radar cross section.
-  Rcs rcs() const { return rcs_; }
+  ZOL_NODISCARD Rcs rcs() const { return rcs_; }
   /// Sets the radar cross section.
   void set_rcs(Rcs value) { rcs_ = value; }
   /// Azimuth angle.
-  Azimuth azimuth() const { return azimuth_; }
+  ZOL_NODISCARD Azimuth azimuth() const { return azimuth_; }
   /// Sets the azimuth angle.
   void set_azimuth(Azimuth value) { azimuth_ = value; }
   /// Elevation angle.
-  Elevation elevation() const { return elevation_; }
+  ZOL_NODISCARD Elevation elevation() const { return elevation_; }
   /// Sets the elevation angle.
   void set_elevation(Elevation value) { elevation_ = value; }
   /// Radial distance.
-  Range range() const { return range_; }
+  ZOL_NODISCARD Range range() const { return range_; }
   /// Sets the radial distance.
   void set_range(Range value) { range_ = value; }
   /// Radial speed.
-  RangeRate range_rate() const { return range_rate_; }
+  ZOL_NODISCARD RangeRate range_rate() const { return range_rate_; }
   /// Sets the radial speed.
   void set_range_rate(RangeRate value) { range_rate_ = value; }
   /// True when the radar classed the reflection as moving.
-  bool is_dynamic() const { return is_dynamic_; }
+  ZOL_NODISCARD bool is_dynamic() const { return is_dynamic_; }
   /// Sets whether the reflection is moving.
   void set_is_dynamic(bool value) { is_dynamic_ = value; }
   /// Radar mode that produced the detection.
-  Mode mode() const { return mode_; }
+  ZOL_NODISCARD Mode mode() const { return mode_; }
   /// Sets the radar mode.
   void set_mode(Mode value) { mode_ = value; }
   /// Aggregated quality.
-  QualityAggregated quality_aggregated() const { return quality_aggregated_; }
+  ZOL_NODISCARD QualityAggregated quality_aggregated() const { return quality_aggregated_; }
   /// Sets the aggregated quality.
   void set_quality_aggregated(QualityAggregated value) { quality_aggregated_ = value; }
 
@@ -183,15 +184,15 @@ class RadarMountingInformation {
   ~RadarMountingInformation() = default;
 
   /// Mounting offset along x.
-  MountingPosition x_offset() const { return x_offset_; }
+  ZOL_NODISCARD MountingPosition x_offset() const { return x_offset_; }
   /// Sets the mounting offset along x.
   void set_x_offset(MountingPosition value) { x_offset_ = value; }
   /// Mounting offset along y.
-  MountingPosition y_offset() const { return y_offset_; }
+  ZOL_NODISCARD MountingPosition y_offset() const { return y_offset_; }
   /// Sets the mounting offset along y.
   void set_y_offset(MountingPosition value) { y_offset_ = value; }
   /// Mounting yaw angle in radians.
-  MountingAngle phi_offset() const { return phi_offset_; }
+  ZOL_NODISCARD MountingAngle phi_offset() const { return phi_offset_; }
   /// Sets the mounting yaw angle in radians.
   void set_phi_offset(MountingAngle value) { phi_offset_ = value; }
 
@@ -221,19 +222,19 @@ class ScanTimeStamp {
   ~ScanTimeStamp() = default;
 
   /// Time stamp of the short-range mode.
-  TimeStamp short_range() const { return short_range_; }
+  ZOL_NODISCARD TimeStamp short_range() const { return short_range_; }
   /// Sets the time stamp of the short-range mode.
   void set_short_range(TimeStamp value) { short_range_ = value; }
   /// Time stamp of the near-range mode.
-  TimeStamp near_range() const { return near_range_; }
+  ZOL_NODISCARD TimeStamp near_range() const { return near_range_; }
   /// Sets the time stamp of the near-range mode.
   void set_near_range(TimeStamp value) { near_range_ = value; }
   /// Time stamp of the mid-range mode; scans are ordered by it.
-  TimeStamp mid_range() const { return mid_range_; }
+  ZOL_NODISCARD TimeStamp mid_range() const { return mid_range_; }
   /// Sets the time stamp of the mid-range mode.
   void set_mid_range(TimeStamp value) { mid_range_ = value; }
   /// Time stamp of the long-range mode.
-  TimeStamp long_range() const { return long_range_; }
+  ZOL_NODISCARD TimeStamp long_range() const { return long_range_; }
   /// Sets the time stamp of the long-range mode.
   void set_long_range(TimeStamp value) { long_range_ = value; }
 
@@ -268,21 +269,21 @@ class RadarDetectionsInfo {
   ~RadarDetectionsInfo() = default;
 
   /// Time stamps of the scan per radar mode.
-  const ScanTimeStamp& time_stamps() const { return time_stamps_; }
+  ZOL_NODISCARD const ScanTimeStamp& time_stamps() const { return time_stamps_; }
   /// Sets the time stamps (copy).
   void set_time_stamps(const ScanTimeStamp& value) { time_stamps_ = value; }
   /// Sets the time stamps (move).
   void set_time_stamps(ScanTimeStamp&& value) { time_stamps_ = value; }
   /// Scan identifier.
-  ScanId scan_id() const { return scan_id_; }
+  ZOL_NODISCARD ScanId scan_id() const { return scan_id_; }
   /// Sets the scan identifier.
   void set_scan_id(ScanId value) { scan_id_ = value; }
   /// True when the scan holds data of a started scan.
-  bool is_valid() const { return is_valid_; }
+  ZOL_NODISCARD bool is_valid() const { return is_valid_; }
   /// Sets the validity.
   void set_is_valid(bool value) { is_valid_ = value; }
   /// Mounting of the sensor during the scan.
-  const RadarMountingInformation& mounting_information() const { return mounting_information_; }
+  ZOL_NODISCARD const RadarMountingInformation& mounting_information() const { return mounting_information_; }
   /// Sets the mounting information (copy).
   void set_mounting_information(const RadarMountingInformation& value) { mounting_information_ = value; }
   /// Sets the mounting information (move).
@@ -347,13 +348,13 @@ class CornerRadarDetections : private detail::DetectionCountHolder<CornerRadarDe
   ~CornerRadarDetections() = default;
 
   /// Scan information.
-  const RadarDetectionsInfo& info() const { return info_; }
+  ZOL_NODISCARD const RadarDetectionsInfo& info() const { return info_; }
   /// Sets the scan information (copy).
   void set_info(const RadarDetectionsInfo& value) { info_ = value; }
   /// Sets the scan information (move).
   void set_info(RadarDetectionsInfo&& value) { info_ = value; }
   /// All 200 detections, indexed by detection number.
-  const DetectionArray& detections() const { return detections_; }
+  ZOL_NODISCARD const DetectionArray& detections() const { return detections_; }
   /// Sets all detections (copy).
   void set_detections(const DetectionArray& value) { detections_ = value; }
   /// Sets all detections (move).
@@ -402,27 +403,27 @@ class FaultReason {
   ~FaultReason() = default;
 
   /// Communication with the sensor is faulty (also set by the HAL when communication is lost).
-  bool is_communication_faulty() const { return is_communication_faulty_; }
+  ZOL_NODISCARD bool is_communication_faulty() const { return is_communication_faulty_; }
   /// Sets the communication fault.
   void set_is_communication_faulty(bool value) { is_communication_faulty_ = value; }
   /// Hardware fault.
-  bool is_hardware_faulty() const { return is_hardware_faulty_; }
+  ZOL_NODISCARD bool is_hardware_faulty() const { return is_hardware_faulty_; }
   /// Sets the hardware fault.
   void set_is_hardware_faulty(bool value) { is_hardware_faulty_ = value; }
   /// Software fault.
-  bool is_software_faulty() const { return is_software_faulty_; }
+  ZOL_NODISCARD bool is_software_faulty() const { return is_software_faulty_; }
   /// Sets the software fault.
   void set_is_software_faulty(bool value) { is_software_faulty_ = value; }
   /// Car configuration fault.
-  bool is_car_config_faulty() const { return is_car_config_faulty_; }
+  ZOL_NODISCARD bool is_car_config_faulty() const { return is_car_config_faulty_; }
   /// Sets the car configuration fault.
   void set_is_car_config_faulty(bool value) { is_car_config_faulty_ = value; }
   /// System safety fault.
-  bool is_system_safety_faulty() const { return is_system_safety_faulty_; }
+  ZOL_NODISCARD bool is_system_safety_faulty() const { return is_system_safety_faulty_; }
   /// Sets the system safety fault.
   void set_is_system_safety_faulty(bool value) { is_system_safety_faulty_ = value; }
   /// Calibration fault.
-  bool is_calibration_faulty() const { return is_calibration_faulty_; }
+  ZOL_NODISCARD bool is_calibration_faulty() const { return is_calibration_faulty_; }
   /// Sets the calibration fault.
   void set_is_calibration_faulty(bool value) { is_calibration_faulty_ = value; }
 
@@ -471,53 +472,53 @@ class RadarStatus {
   ~RadarStatus() = default;
 
   /// Scan identifier the status belongs to.
-  ScanId scan_id() const { return scan_id_; }
+  ZOL_NODISCARD ScanId scan_id() const { return scan_id_; }
   /// Sets the scan identifier.
   void set_scan_id(ScanId value) { scan_id_ = value; }
   /// Azimuth misalignment in radians.
-  AngleAlignmentError azimuth_alignment_error() const { return azimuth_alignment_error_; }
+  ZOL_NODISCARD AngleAlignmentError azimuth_alignment_error() const { return azimuth_alignment_error_; }
   /// Sets the azimuth misalignment in radians.
   void set_azimuth_alignment_error(AngleAlignmentError value) { azimuth_alignment_error_ = value; }
   /// Elevation misalignment in radians.
-  AngleAlignmentError elevation_alignment_error() const { return elevation_alignment_error_; }
+  ZOL_NODISCARD AngleAlignmentError elevation_alignment_error() const { return elevation_alignment_error_; }
   /// Sets the elevation misalignment in radians.
   void set_elevation_alignment_error(AngleAlignmentError value) { elevation_alignment_error_ = value; }
   /// Blockage of the sensor.
-  SensorBlockage blockage() const { return blockage_; }
+  ZOL_NODISCARD SensorBlockage blockage() const { return blockage_; }
   /// Sets the blockage.
   void set_blockage(SensorBlockage value) { blockage_ = value; }
   /// Interference seen by the sensor.
-  Interference interference() const { return interference_; }
+  ZOL_NODISCARD Interference interference() const { return interference_; }
   /// Sets the interference.
   void set_interference(Interference value) { interference_ = value; }
   /// State of the self-calibration.
-  CalibrationStatus calibration_status() const { return calibration_status_; }
+  ZOL_NODISCARD CalibrationStatus calibration_status() const { return calibration_status_; }
   /// Sets the state of the self-calibration.
   void set_calibration_status(CalibrationStatus value) { calibration_status_ = value; }
   /// Reported faults.
-  const FaultReason& fault_reason() const { return fault_reason_; }
+  ZOL_NODISCARD const FaultReason& fault_reason() const { return fault_reason_; }
   /// Sets the reported faults (copy).
   void set_fault_reason(const FaultReason& value) { fault_reason_ = value; }
   /// Sets the reported faults (move).
   void set_fault_reason(FaultReason&& value) { fault_reason_ = value; }
   /// True when the sensor reports itself active.
-  bool is_sensor_status_on() const { return is_sensor_status_on_; }
+  ZOL_NODISCARD bool is_sensor_status_on() const { return is_sensor_status_on_; }
   /// Sets whether the sensor is active.
   void set_is_sensor_status_on(bool value) { is_sensor_status_on_ = value; }
   /// True when the sensor is emitting.
-  bool is_transmission_activated() const { return is_transmission_activated_; }
+  ZOL_NODISCARD bool is_transmission_activated() const { return is_transmission_activated_; }
   /// Sets whether the sensor is emitting.
   void set_is_transmission_activated(bool value) { is_transmission_activated_ = value; }
   /// True when the sensor reports a system safety failure.
-  bool is_system_failing() const { return is_system_failing_; }
+  ZOL_NODISCARD bool is_system_failing() const { return is_system_failing_; }
   /// Sets whether the system is failing.
   void set_is_system_failing(bool value) { is_system_failing_ = value; }
   /// True when the sensor's time base is synchronised.
-  bool is_time_sync_ok() const { return is_time_sync_ok_; }
+  ZOL_NODISCARD bool is_time_sync_ok() const { return is_time_sync_ok_; }
   /// Sets whether the time base is synchronised.
   void set_is_time_sync_ok(bool value) { is_time_sync_ok_ = value; }
   /// Sensor temperature.
-  RadarTemperature flr_temperature() const { return flr_temperature_; }
+  ZOL_NODISCARD RadarTemperature flr_temperature() const { return flr_temperature_; }
   /// Sets the sensor temperature.
   void set_flr_temperature(RadarTemperature value) { flr_temperature_ = value; }
 

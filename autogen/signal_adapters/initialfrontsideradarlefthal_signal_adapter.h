@@ -17,6 +17,7 @@
 #include "initialfrontsideradarlefthal_signal_groups.h"
 #include "zol/afw/core/contextual_object.h"
 #include "zol/e2e/e2e_signal_group_property.h"
+#include "zol/nodiscard.h"
 #include "zol/pmr/deleters.h"
 #include "zol/pmr/polymorphic_allocator.h"
 
@@ -114,58 +115,58 @@ class SignalAdapter {
 
   /// @name One property per signal group, a new shared reference on each call
   /// @{
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn000To004>> rsds4detn000to004() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn005To009>> rsds4detn005to009() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn010To014>> rsds4detn010to014() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn015To019>> rsds4detn015to019() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn020To024>> rsds4detn020to024() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn025To029>> rsds4detn025to029() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn030To034>> rsds4detn030to034() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn035To039>> rsds4detn035to039() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn040To044>> rsds4detn040to044() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn045To049>> rsds4detn045to049() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn050To054>> rsds4detn050to054() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn055To059>> rsds4detn055to059() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn060To064>> rsds4detn060to064() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn065To069>> rsds4detn065to069() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn070To074>> rsds4detn070to074() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn075To079>> rsds4detn075to079() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn080To084>> rsds4detn080to084() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn085To089>> rsds4detn085to089() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn090To094>> rsds4detn090to094() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn095To099>> rsds4detn095to099() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn100To104>> rsds4detn100to104() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn105To109>> rsds4detn105to109() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn110To114>> rsds4detn110to114() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn115To119>> rsds4detn115to119() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn120To124>> rsds4detn120to124() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn125To129>> rsds4detn125to129() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn130To134>> rsds4detn130to134() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn135To139>> rsds4detn135to139() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn140To144>> rsds4detn140to144() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn145To149>> rsds4detn145to149() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn150To154>> rsds4detn150to154() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn155To159>> rsds4detn155to159() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn160To164>> rsds4detn160to164() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn165To169>> rsds4detn165to169() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn170To174>> rsds4detn170to174() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn175To179>> rsds4detn175to179() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn180To184>> rsds4detn180to184() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn185To189>> rsds4detn185to189() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn190To194>> rsds4detn190to194() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn195To199>> rsds4detn195to199() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Obj00To01>> rsds4obj00to01() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Obj02To03>> rsds4obj02to03() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Obj04To05>> rsds4obj04to05() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Obj06To07>> rsds4obj06to07() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Obj08To09>> rsds4obj08to09() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Obj10To11>> rsds4obj10to11() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Obj12To13>> rsds4obj12to13() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Obj14To15>> rsds4obj14to15() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Obj16To17>> rsds4obj16to17() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Obj18To19>> rsds4obj18to19() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4SigSts1>> rsds4sig_sts1() const;
-  std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4SigSts2>> rsds4sig_sts2() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn000To004>> rsds4detn000to004() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn005To009>> rsds4detn005to009() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn010To014>> rsds4detn010to014() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn015To019>> rsds4detn015to019() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn020To024>> rsds4detn020to024() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn025To029>> rsds4detn025to029() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn030To034>> rsds4detn030to034() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn035To039>> rsds4detn035to039() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn040To044>> rsds4detn040to044() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn045To049>> rsds4detn045to049() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn050To054>> rsds4detn050to054() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn055To059>> rsds4detn055to059() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn060To064>> rsds4detn060to064() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn065To069>> rsds4detn065to069() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn070To074>> rsds4detn070to074() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn075To079>> rsds4detn075to079() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn080To084>> rsds4detn080to084() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn085To089>> rsds4detn085to089() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn090To094>> rsds4detn090to094() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn095To099>> rsds4detn095to099() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn100To104>> rsds4detn100to104() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn105To109>> rsds4detn105to109() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn110To114>> rsds4detn110to114() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn115To119>> rsds4detn115to119() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn120To124>> rsds4detn120to124() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn125To129>> rsds4detn125to129() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn130To134>> rsds4detn130to134() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn135To139>> rsds4detn135to139() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn140To144>> rsds4detn140to144() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn145To149>> rsds4detn145to149() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn150To154>> rsds4detn150to154() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn155To159>> rsds4detn155to159() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn160To164>> rsds4detn160to164() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn165To169>> rsds4detn165to169() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn170To174>> rsds4detn170to174() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn175To179>> rsds4detn175to179() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn180To184>> rsds4detn180to184() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn185To189>> rsds4detn185to189() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn190To194>> rsds4detn190to194() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Detn195To199>> rsds4detn195to199() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Obj00To01>> rsds4obj00to01() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Obj02To03>> rsds4obj02to03() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Obj04To05>> rsds4obj04to05() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Obj06To07>> rsds4obj06to07() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Obj08To09>> rsds4obj08to09() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Obj10To11>> rsds4obj10to11() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Obj12To13>> rsds4obj12to13() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Obj14To15>> rsds4obj14to15() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Obj16To17>> rsds4obj16to17() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4Obj18To19>> rsds4obj18to19() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4SigSts1>> rsds4sig_sts1() const;
+  ZOL_NODISCARD std::shared_ptr<zol::e2e::E2ESignalGroupProperty<types::RSDS4SigSts2>> rsds4sig_sts2() const;
   /// @}
 
  private:

@@ -32,6 +32,7 @@
 #include "zol/log/logging.h"
 #include "zol/memory/bounded_vector.h"
 #include "zol/memory/span.h"
+#include "zol/nodiscard.h"
 #include "zol/pmr/polymorphic_allocator.h"
 #include "zol/signalcomm/signal_comm.h"
 
@@ -119,7 +120,7 @@ class InvalidatePropertiesTask final : public zol::afw::core::Task {
   zol::afw::core::ErrorCode Execute() override;
 
   /// @brief The properties this task invalidates.
-  const PropertyList& properties() const noexcept { return properties_; }
+  ZOL_NODISCARD const PropertyList& properties() const noexcept { return properties_; }
 
  private:
   PropertyList properties_;

@@ -18,7 +18,7 @@ def render_header(cat):
                 client_name=ADAPTER_CLIENT_NAME,
                 group_list=x_macro("#define FSRL_FOR_EACH_SIGNAL_GROUP(X)",
                                    ["X(%d, %s, %s)" % (g.index, g.name, g.stem) for g in cat.groups]).rstrip("\n"),
-                accessors="".join("  std::shared_ptr<%s> %s() const;\n" % (property_type(g), g.stem)
+                accessors="".join("  ZOL_NODISCARD std::shared_ptr<%s> %s() const;\n" % (property_type(g), g.stem)
                                   for g in cat.groups))
 
 

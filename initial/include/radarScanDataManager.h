@@ -14,6 +14,7 @@
 #include "radarDetectionData.h"
 #include "radarStatusData.h"
 #include "zol/mono_clock.h"
+#include "zol/nodiscard.h"
 
 /// Collects radar scans per scan id and publishes the latest complete one.
 ///
@@ -244,10 +245,10 @@ class RadarScanDataManager {
   ~RadarScanDataManager() = default;
 
   /// The latest complete detection scan; before any was published, the default value (scan id 0, not valid).
-  radar_service::CornerRadarDetections GetRadarScanDetections() const;
+  ZOL_NODISCARD radar_service::CornerRadarDetections GetRadarScanDetections() const;
 
   /// The latest complete status; before any was published, the default value.
-  radar_service::RadarStatus GetRadarScanStatus() const;
+  ZOL_NODISCARD radar_service::RadarStatus GetRadarScanStatus() const;
 
   /// Offers the detection slot of `scan_id` for publication.
   ///
@@ -303,7 +304,7 @@ class RadarScanDataManager {
   static constexpr std::size_t kScanIdVariations = 256U;
 
   /// True when at least 1,001 ms have passed since `instantiation_point`.
-  bool HasExistingDataExpired(zol::MonoClock::time_point instantiation_point) const;
+  ZOL_NODISCARD bool HasExistingDataExpired(zol::MonoClock::time_point instantiation_point) const;
 
   /// The one body behind all 40 detection translations; `Record` is one of the detection group records.
   template <typename Record>

@@ -7,6 +7,7 @@
 
 #include "frontsideradarlefthal_types.h"
 #include "zol/mono_clock.h"
+#include "zol/nodiscard.h"
 
 /// Mounting values of the sensor as the radar's status message carries them.
 struct MountingInformation {
@@ -43,7 +44,7 @@ class RadarDetectionData {
   radar_service::RadarDetection* DetectionToStore(std::uint16_t index);
 
   /// True when all detections, the validity, the mounting information and the mid-range time stamp are there.
-  bool IsDetectionsComplete() const;
+  ZOL_NODISCARD bool IsDetectionsComplete() const;
 
   /// Records the scan's time stamp of `mode`.
   ///
@@ -52,7 +53,7 @@ class RadarDetectionData {
   void SetTimeStamp(std::int64_t time_stamp, radar_service::Mode mode);
 
   /// The recorded time stamp of `mode`; 0 for an unknown mode.
-  std::int64_t GetTimeStamp(radar_service::Mode mode) const;
+  ZOL_NODISCARD std::int64_t GetTimeStamp(radar_service::Mode mode) const;
 
   /// Records the mounting of the sensor, converting the yaw from degrees to radians; a later call overwrites it.
   void SetMountingInfo(const MountingInformation& mounting_info);
@@ -61,13 +62,13 @@ class RadarDetectionData {
   void GetDetections(radar_service::CornerRadarDetections& detections) const;
 
   /// The scan as collected so far, for a caller that makes its own copy.
-  const radar_service::CornerRadarDetections& detections() const { return m_radarDetections; }
+  ZOL_NODISCARD const radar_service::CornerRadarDetections& detections() const { return m_radarDetections; }
 
   /// When the slot was started.
-  zol::MonoClock::time_point GetInstantiationTime() const;
+  ZOL_NODISCARD zol::MonoClock::time_point GetInstantiationTime() const;
 
   /// True when the slot was started and not yet consumed.
-  bool AreDetectionsValid() const;
+  ZOL_NODISCARD bool AreDetectionsValid() const;
 
  private:
   // The published form carries a copy of the working info; keep both equal after every change of the info.

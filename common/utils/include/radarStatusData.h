@@ -6,6 +6,7 @@
 
 #include "frontsideradarlefthal_types.h"
 #include "zol/mono_clock.h"
+#include "zol/nodiscard.h"
 
 /// The radar status of one scan, merged from status messages 1 and 2 in whatever order they arrive.
 ///
@@ -29,19 +30,19 @@ class RadarStatusData {
   /// Records the scan's mid-range time stamp, by which statuses are ordered.
   void SetTimeStamp(std::int64_t time_stamp);
   /// The recorded time stamp.
-  std::int64_t GetTimeStamp() const;
+  ZOL_NODISCARD std::int64_t GetTimeStamp() const;
 
   /// True when the slot is valid and both messages are in.
-  bool IsStatusComplete() const;
+  ZOL_NODISCARD bool IsStatusComplete() const;
 
   /// Copies the status as merged so far into `status`.
   void GetStatus(radar_service::RadarStatus& status) const;
 
   /// When the slot was started.
-  zol::MonoClock::time_point GetInstantiationTime() const;
+  ZOL_NODISCARD zol::MonoClock::time_point GetInstantiationTime() const;
 
   /// True when the slot was started and not yet consumed.
-  bool IsStatusValid() const;
+  ZOL_NODISCARD bool IsStatusValid() const;
 
  private:
   radar_service::RadarStatus m_status;

@@ -22,6 +22,7 @@
 #include "zol/afw/core/status_or.h"
 #include "zol/memory/static_function.h"
 #include "zol/mono_clock.h"
+#include "zol/nodiscard.h"
 #include "zol/pmr/polymorphic_allocator.h"
 #include "zol/string_view.h"
 
@@ -119,9 +120,9 @@ class DeviceActivator {
   /// @brief True when every device this client requested (and did not cancel) is requested active; true for none.
   ///
   /// False once another client of the same component cancels the request, or the device is removed.
-  zol::afw::core::StatusOr<bool> GetRequestedDevicesAreActive() const;
+  ZOL_NODISCARD zol::afw::core::StatusOr<bool> GetRequestedDevicesAreActive() const;
   /// @brief True when no device this client requested (and did not cancel) reports an error; true for none.
-  zol::afw::core::StatusOr<bool> GetRequestedDevicesAreOk() const;
+  ZOL_NODISCARD zol::afw::core::StatusOr<bool> GetRequestedDevicesAreOk() const;
 
   /// @name Subscriptions
   /// Each callback runs when the service finds that the value changed since its previous evaluation for this

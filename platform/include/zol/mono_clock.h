@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <ratio>
 
+#include "zol/nodiscard.h"
+
 namespace zol {
 
 /// @brief The platform's monotonic clock, in signed 64-bit nanoseconds.
@@ -60,7 +62,7 @@ class ScopedManualClock {
   /// @brief Moves the manual time by @p d.
   void Advance(MonoClock::duration d);
   /// @brief The current (manual) time.
-  MonoClock::time_point now() const;
+  ZOL_NODISCARD MonoClock::time_point now() const;
 };
 
 }  // namespace zol

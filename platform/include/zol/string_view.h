@@ -9,6 +9,7 @@
 #include <string>
 
 #include "zol/detail/panic.h"
+#include "zol/nodiscard.h"
 
 namespace zol {
 
@@ -51,25 +52,25 @@ class basic_string_view {
       : data_(str.data()), size_(str.size()) {}
 
   /// First character; not NUL-terminated in general.
-  constexpr const_pointer data() const noexcept { return data_; }
+  ZOL_NODISCARD constexpr const_pointer data() const noexcept { return data_; }
   /// Number of characters.
-  constexpr size_type size() const noexcept { return size_; }
+  ZOL_NODISCARD constexpr size_type size() const noexcept { return size_; }
   /// Number of characters.
-  constexpr size_type length() const noexcept { return size_; }
+  ZOL_NODISCARD constexpr size_type length() const noexcept { return size_; }
   /// True when the view has no characters.
-  constexpr bool empty() const noexcept { return size_ == 0; }
+  ZOL_NODISCARD constexpr bool empty() const noexcept { return size_ == 0; }
 
-  constexpr const_iterator begin() const noexcept { return data_; }
-  constexpr const_iterator end() const noexcept { return data_ + size_; }
-  constexpr const_iterator cbegin() const noexcept { return data_; }
-  constexpr const_iterator cend() const noexcept { return data_ + size_; }
+  ZOL_NODISCARD constexpr const_iterator begin() const noexcept { return data_; }
+  ZOL_NODISCARD constexpr const_iterator end() const noexcept { return data_ + size_; }
+  ZOL_NODISCARD constexpr const_iterator cbegin() const noexcept { return data_; }
+  ZOL_NODISCARD constexpr const_iterator cend() const noexcept { return data_ + size_; }
 
   /// Character at @p pos; @p pos must be less than size() (not checked).
   constexpr const_reference operator[](size_type pos) const noexcept { return data_[pos]; }
   /// First character; the view must not be empty.
-  constexpr const_reference front() const noexcept { return data_[0]; }
+  ZOL_NODISCARD constexpr const_reference front() const noexcept { return data_[0]; }
   /// Last character; the view must not be empty.
-  constexpr const_reference back() const noexcept { return data_[size_ - 1]; }
+  ZOL_NODISCARD constexpr const_reference back() const noexcept { return data_[size_ - 1]; }
 
   /// Drops the first @p n characters; @p n must not exceed size().
   constexpr void remove_prefix(size_type n) noexcept {
@@ -89,7 +90,7 @@ class basic_string_view {
 
   /// The view of at most @p n characters starting at @p pos.
   /// @p pos must not exceed size(); a position past the end is a caller error and aborts.
-  constexpr basic_string_view substr(size_type pos = 0, size_type n = npos) const noexcept {
+  ZOL_NODISCARD constexpr basic_string_view substr(size_type pos = 0, size_type n = npos) const noexcept {
     if (pos > size_) {
       detail::Panic("basic_string_view::substr position beyond the end");
     }
@@ -97,7 +98,7 @@ class basic_string_view {
   }
 
   /// Lexicographic comparison: negative, zero or positive like std::string::compare.
-  constexpr int compare(basic_string_view other) const noexcept {
+  ZOL_NODISCARD constexpr int compare(basic_string_view other) const noexcept {
     const size_type common = size_ < other.size_ ? size_ : other.size_;
     for (size_type i = 0; i < common; ++i) {
       if (traits_type::lt(data_[i], other.data_[i])) {
@@ -114,7 +115,7 @@ class basic_string_view {
   }
 
   /// Position of the first @p ch at or after @p pos, or npos.
-  constexpr size_type find(CharT ch, size_type pos = 0) const noexcept {
+  ZOL_NODISCARD constexpr size_type find(CharT ch, size_type pos = 0) const noexcept {
     for (size_type i = pos; i < size_; ++i) {
       if (traits_type::eq(data_[i], ch)) {
         return i;
@@ -124,7 +125,7 @@ class basic_string_view {
   }
 
   /// Position of the first occurrence of @p needle at or after @p pos, or npos.
-  constexpr size_type find(basic_string_view needle, size_type pos = 0) const noexcept {
+  ZOL_NODISCARD constexpr size_type find(basic_string_view needle, size_type pos = 0) const noexcept {
     if (pos > size_ || needle.size_ > size_ - pos) {
       return npos;
     }
@@ -137,12 +138,12 @@ class basic_string_view {
   }
 
   /// True when the view begins with @p prefix.
-  constexpr bool starts_with(basic_string_view prefix) const noexcept {
+  ZOL_NODISCARD constexpr bool starts_with(basic_string_view prefix) const noexcept {
     return size_ >= prefix.size_ && basic_string_view(data_, prefix.size_).compare(prefix) == 0;
   }
 
   /// An owning copy of the viewed characters.
-  std::basic_string<CharT> to_string() const { return std::basic_string<CharT>(data_, size_); }
+  ZOL_NODISCARD std::basic_string<CharT> to_string() const { return std::basic_string<CharT>(data_, size_); }
 
   // Hidden friends, so that a string literal or a std::string on either side converts implicitly.
   friend constexpr bool operator==(basic_string_view a, basic_string_view b) noexcept {

@@ -8,6 +8,8 @@
 #include <cstddef>
 #include <vector>
 
+#include "zol/nodiscard.h"
+
 namespace zol {
 namespace detail {
 
@@ -78,7 +80,7 @@ class FailureInjector {
   }
 
   /// @brief How often @p operation was called since the start or the last Reset, injected calls included.
-  std::size_t calls(Operation operation) const {
+  ZOL_NODISCARD std::size_t calls(Operation operation) const {
     const std::size_t index = Index(operation);
     return index < Count ? calls_[index] : 0U;
   }

@@ -17,6 +17,7 @@
 #include "detail/failure_injector.h"
 #include "zol/format/format.h"
 #include "zol/log/logging.h"
+#include "zol/nodiscard.h"
 #include "zol/pmr/deleters.h"
 #include "zol/pmr/memory_resource.h"
 #include "zol/signalcomm/service.h"
@@ -141,7 +142,7 @@ class GuardedSubscriptionState final : public zol::afw::core::SubscriptionState 
   ~GuardedSubscriptionState() override { GuardedSubscriptionState::Cancel(); }
 
   void Cancel() override { owner_->CancelSubscription(inner_); }
-  bool IsActive() const override { return owner_->SubscriptionIsActive(inner_); }
+  ZOL_NODISCARD bool IsActive() const override { return owner_->SubscriptionIsActive(inner_); }
 
  private:
   std::shared_ptr<ClientState> owner_;

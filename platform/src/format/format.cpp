@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "zol/nodiscard.h"
+
 namespace zol {
 namespace format {
 namespace detail {
@@ -25,7 +27,7 @@ class Writer {
     }
   }
   void Append(char c) noexcept { Append(&c, 1); }
-  bool Full() const noexcept { return size_ == limit_; }
+  ZOL_NODISCARD bool Full() const noexcept { return size_ == limit_; }
 
   std::size_t Finish() noexcept {
     buffer_[size_] = '\0';

@@ -53,7 +53,7 @@ class NewDeleteResource final : public memory_resource {
     }
   }
 
-  bool do_is_equal(const memory_resource& other) const noexcept override {
+  ZOL_NODISCARD bool do_is_equal(const memory_resource& other) const noexcept override {
     // Stateless: any instance can free what another allocated (there is only one).
     return dynamic_cast<const NewDeleteResource*>(&other) != nullptr;
   }

@@ -115,14 +115,14 @@ TEST(Span, FirstAndLastSelectTheEnds) {
 TEST(SpanDeathTest, SubspanPastTheEndAborts) {
   int values[3] = {};
   const span<int> s(values);
-  EXPECT_DEATH(s.subspan(4), "subspan offset beyond the end");
-  EXPECT_DEATH(s.subspan(1, 3), "subspan count beyond the end");
+  EXPECT_DEATH(static_cast<void>(s.subspan(4)), "subspan offset beyond the end");
+  EXPECT_DEATH(static_cast<void>(s.subspan(1, 3)), "subspan count beyond the end");
 }
 
 TEST(SpanDeathTest, FirstMoreThanTheSizeAborts) {
   int values[3] = {};
   const span<int> s(values);
-  EXPECT_DEATH(s.first(4), "first count beyond the end");
+  EXPECT_DEATH(static_cast<void>(s.first(4)), "first count beyond the end");
 }
 
 }  // namespace

@@ -113,8 +113,8 @@ TEST_F(RadarScanDataManagerTest, GettersBeforeAnythingIsPublishedReturnDefaultsA
 
 TEST_F(RadarScanDataManagerTest, GettersLogNothingWhileDebugIsDisabled) {
   zol::log::SetDefaultLevel(LoggingLevel::kInfo);
-  manager_->GetRadarScanDetections();
-  manager_->GetRadarScanStatus();
+  static_cast<void>(manager_->GetRadarScanDetections());
+  static_cast<void>(manager_->GetRadarScanStatus());
   EXPECT_TRUE(sink_.lines().empty());
 }
 

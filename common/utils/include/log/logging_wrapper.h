@@ -7,6 +7,7 @@
 
 #include "zol/format/format.h"
 #include "zol/log/logging.h"
+#include "zol/nodiscard.h"
 #include "zol/string_view.h"
 
 /// Owns one platform log context and logs plain or `{}`-formatted messages through it.
@@ -56,12 +57,12 @@ class LoggingWrapper {
   }
 
   /// True when messages of `level` reach the sink through this context.
-  bool CheckIsLogLevelEnabled(zol::log::LoggingLevel level) const;
+  ZOL_NODISCARD bool CheckIsLogLevelEnabled(zol::log::LoggingLevel level) const;
 
   /// The underlying context, e.g. to give it a level of its own.
   zol::log::Context& context() { return m_logging_context; }
   /// The underlying context.
-  const zol::log::Context& context() const { return m_logging_context; }
+  ZOL_NODISCARD const zol::log::Context& context() const { return m_logging_context; }
 
  private:
   template <typename... Args>

@@ -9,6 +9,7 @@
 #include "device_activator/device_activator.h"
 #include "zol/afw/core/error_code.h"
 #include "zol/mono_clock.h"
+#include "zol/nodiscard.h"
 #include "zol/string_view.h"
 
 namespace device_activator {
@@ -80,9 +81,9 @@ class DeviceActivationService {
   /// @brief Drops every injection that has not fired yet.
   void ClearInjections();
   /// @brief How often @p op reached the service since the last Reset, failed and injected calls included.
-  std::size_t CallCount(Operation op) const;
+  ZOL_NODISCARD std::size_t CallCount(Operation op) const;
   /// @brief The number of components currently requesting @p device (0 for an unknown device).
-  std::size_t RequestCount(zol::string_view device) const;
+  ZOL_NODISCARD std::size_t RequestCount(zol::string_view device) const;
 
   /// @brief Evaluates every value for every connected client and notifies the subscribers of the values that
   /// changed since their previous evaluation. Requests that change something do the same.

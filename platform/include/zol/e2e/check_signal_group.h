@@ -15,6 +15,7 @@
 #include "zol/e2e/e2e_protection.h"
 #include "zol/e2e/signal_database.h"
 #include "zol/e2e/signal_group_context.h"
+#include "zol/nodiscard.h"
 #include "zol/pmr/polymorphic_allocator.h"
 
 namespace zol {
@@ -54,7 +55,9 @@ class SignalValueAllocator : public zol::pmr::polymorphic_allocator<T> {
     Base::construct(p, std::forward<A>(first), std::forward<More>(more)...);
   }
 
-  SignalValueAllocator select_on_container_copy_construction() const noexcept { return SignalValueAllocator(); }
+  ZOL_NODISCARD SignalValueAllocator select_on_container_copy_construction() const noexcept {
+    return SignalValueAllocator();
+  }
 };
 
 /// @brief Decoded values of one signal group, one 8-byte slot per `value_storage_start_index`.

@@ -16,6 +16,7 @@
 
 #include "zol/e2e/signal_database.h"
 #include "zol/e2e/signal_group_context.h"
+#include "zol/nodiscard.h"
 
 namespace zol {
 namespace e2e {
@@ -42,14 +43,14 @@ class DecodePlan {
   void Build(const SignalGroupContext& context, std::size_t payload_length) noexcept;
 
   /// @brief Whether the plan was made for exactly these records and this payload length.
-  bool Matches(const SignalGroupContext& context, std::size_t payload_length) const noexcept {
+  ZOL_NODISCARD bool Matches(const SignalGroupContext& context, std::size_t payload_length) const noexcept {
     return group_ != nullptr && context.signal_group_ == group_ && context.signals_ == signals_ &&
            payload_length == payload_length_;
   }
 
   /// @brief Whether decoding writes every one of @p slot_count slots: the signals' slots (each written by one
   /// signal only) are exactly 0 .. @p slot_count - 1.
-  bool WritesEverySlot(std::size_t slot_count) const noexcept {
+  ZOL_NODISCARD bool WritesEverySlot(std::size_t slot_count) const noexcept {
     return group_ != nullptr && slots_needed_ == slot_count &&
            double_count_ + signed_double_count_ + unsigned_count_ + record_count_ == slot_count;
   }

@@ -10,6 +10,7 @@
 #include "zol/e2e/decode_plan.h"
 #include "zol/e2e/signal_database.h"
 #include "zol/e2e/signal_group_context.h"
+#include "zol/nodiscard.h"
 #include "zol/pmr/deleters.h"
 #include "zol/pmr/memory_resource.h"
 #include "zol/pmr/polymorphic_allocator.h"
@@ -56,23 +57,23 @@ class E2eProtection {
   virtual void Initialize() = 0;
 
   /// @brief The profile this protection checks.
-  SignalAdapter_E2eProfile profile() const noexcept { return profile_; }
+  ZOL_NODISCARD SignalAdapter_E2eProfile profile() const noexcept { return profile_; }
   /// @brief Bytes of the payload taken by the protection header (3 for profile 5: CRC and counter).
-  std::size_t protection_size() const noexcept { return protection_size_; }
+  ZOL_NODISCARD std::size_t protection_size() const noexcept { return protection_size_; }
   /// @brief The payload buffer: the group's data length in bytes; zero-filled at creation.
   std::uint8_t* payload_buffer() noexcept { return payload_buffer_; }
   /// @copydoc payload_buffer()
-  const std::uint8_t* payload_buffer() const noexcept { return payload_buffer_; }
+  ZOL_NODISCARD const std::uint8_t* payload_buffer() const noexcept { return payload_buffer_; }
   /// @brief Length of payload_buffer() in bytes.
-  std::size_t payload_buffer_length() const noexcept { return payload_buffer_length_; }
+  ZOL_NODISCARD std::size_t payload_buffer_length() const noexcept { return payload_buffer_length_; }
   /// @brief The buffer of the TAV payload layout; null for profiles that have none.
   std::uint8_t* tav_payload_buffer() noexcept { return tav_payload_buffer_; }
   /// @copydoc tav_payload_buffer()
-  const std::uint8_t* tav_payload_buffer() const noexcept { return tav_payload_buffer_; }
+  ZOL_NODISCARD const std::uint8_t* tav_payload_buffer() const noexcept { return tav_payload_buffer_; }
   /// @brief Length of tav_payload_buffer() in bytes; 0 when there is none.
-  std::size_t tav_payload_buffer_length() const noexcept { return tav_payload_buffer_length_; }
+  ZOL_NODISCARD std::size_t tav_payload_buffer_length() const noexcept { return tav_payload_buffer_length_; }
   /// @brief The result of the last check in the generic form; E2E_P_NOTAVAILABLE before the first.
-  E2E_PCheckStatusType last_check_status() const noexcept { return last_check_status_; }
+  ZOL_NODISCARD E2E_PCheckStatusType last_check_status() const noexcept { return last_check_status_; }
 
  protected:
   /// @brief Allocates both buffers (zero-filled) from @p resource; throws std::bad_alloc when it cannot.
@@ -142,27 +143,27 @@ class E2eProtectionProfile5 final : public E2eProtection {
   /// False before the first new payload and after Initialize(). A NONEWDATA check says nothing about the bytes
   /// still held, so it is this flag that tells whether they may be used: bytes that failed their check stay
   /// untrustworthy however many reads without new data follow.
-  bool payload_accepted() const noexcept { return payload_accepted_; }
+  ZOL_NODISCARD bool payload_accepted() const noexcept { return payload_accepted_; }
 
   /// @brief The result of the last check; NONEWDATA before the first.
-  E2E_P05CheckStatusType last_p05_status() const noexcept { return last_p05_status_; }
+  ZOL_NODISCARD E2E_P05CheckStatusType last_p05_status() const noexcept { return last_p05_status_; }
   /// @brief Counter of the last frame that passed the CRC; 0xFF before the first.
-  std::uint8_t counter() const noexcept { return counter_; }
+  ZOL_NODISCARD std::uint8_t counter() const noexcept { return counter_; }
   /// @brief The group's data id.
-  std::uint16_t data_id() const noexcept { return data_id_; }
+  ZOL_NODISCARD std::uint16_t data_id() const noexcept { return data_id_; }
   /// @brief The group's data length in bytes (equal to payload_buffer_length()).
-  std::size_t data_length_bytes() const noexcept { return payload_buffer_length(); }
+  ZOL_NODISCARD std::size_t data_length_bytes() const noexcept { return payload_buffer_length(); }
   /// @brief Position of the header in the payload, in bytes.
-  std::size_t offset_bytes() const noexcept { return offset_bytes_; }
+  ZOL_NODISCARD std::size_t offset_bytes() const noexcept { return offset_bytes_; }
   /// @brief Largest counter step still accepted as OKSOMELOST.
-  std::uint8_t max_delta_counter() const noexcept { return max_delta_counter_; }
+  ZOL_NODISCARD std::uint8_t max_delta_counter() const noexcept { return max_delta_counter_; }
 
   /// @brief The generic form of a profile 5 result (OKSOMELOST is OK: the data itself is good).
   static E2E_PCheckStatusType ToGenericStatus(E2E_P05CheckStatusType status) noexcept;
 
   /// @brief How CheckSignalGroup decodes the group this protection was created for: worked out by Create from the
   /// context's records, so that a check does not interpret them again. Empty for a group it does not cover.
-  const DecodePlan& decode_plan() const noexcept { return decode_plan_; }
+  ZOL_NODISCARD const DecodePlan& decode_plan() const noexcept { return decode_plan_; }
 
  private:
   E2eProtectionProfile5(zol::pmr::memory_resource* resource, std::uint16_t data_id, std::size_t data_length_bytes,

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "zol/nodiscard.h"
 #include "zol/string_view.h"
 
 namespace zol {
@@ -89,18 +90,18 @@ class Context {
   ~Context();
 
   /// @brief The id shown on every line.
-  zol::string_view id() const { return {id_.data(), id_.size()}; }
+  ZOL_NODISCARD zol::string_view id() const { return {id_.data(), id_.size()}; }
   /// @brief What the context stands for.
-  zol::string_view description() const { return {description_.data(), description_.size()}; }
+  ZOL_NODISCARD zol::string_view description() const { return {description_.data(), description_.size()}; }
 
   /// @brief Gives the context a level of its own, which overrides the default level.
   void SetLevel(LoggingLevel level);
   /// @brief Drops the context's own level: it follows the default level again.
   void ClearLevel();
   /// @brief The context's own level if it has one, else the default level.
-  LoggingLevel level() const;
+  ZOL_NODISCARD LoggingLevel level() const;
   /// @brief True when a line at @p level would be written: @p level is not kOff and not above level().
-  bool IsEnabled(LoggingLevel level) const;
+  ZOL_NODISCARD bool IsEnabled(LoggingLevel level) const;
   /// @brief Writes @p message at @p level to the current sink when that level is enabled.
   void Log(LoggingLevel level, zol::string_view message) const;
 

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "zol/detail/panic.h"
+#include "zol/nodiscard.h"
 #include "zol/pmr/polymorphic_allocator.h"
 
 namespace zol {
@@ -126,17 +127,17 @@ class BoundedVector {
   }
 
   /// Number of elements.
-  size_type size() const noexcept { return size_; }
+  ZOL_NODISCARD size_type size() const noexcept { return size_; }
   /// Number of elements the storage holds (zero without storage).
-  size_type capacity() const noexcept { return capacity_; }
+  ZOL_NODISCARD size_type capacity() const noexcept { return capacity_; }
   /// True without elements.
-  bool empty() const noexcept { return size_ == 0; }
+  ZOL_NODISCARD bool empty() const noexcept { return size_ == 0; }
   /// True when no further element fits (also without storage).
-  bool full() const noexcept { return size_ == capacity_; }
+  ZOL_NODISCARD bool full() const noexcept { return size_ == capacity_; }
 
   /// First element, null without storage.
   T* data() noexcept { return data_; }
-  const T* data() const noexcept { return data_; }
+  ZOL_NODISCARD const T* data() const noexcept { return data_; }
 
   /// Element @p index; @p index must be less than size() (not checked, as for std::vector).
   T& operator[](size_type index) noexcept { return data_[index]; }
@@ -144,26 +145,26 @@ class BoundedVector {
 
   iterator begin() noexcept { return data_; }
   iterator end() noexcept { return data_ + size_; }
-  const_iterator begin() const noexcept { return data_; }
-  const_iterator end() const noexcept { return data_ + size_; }
-  const_iterator cbegin() const noexcept { return data_; }
-  const_iterator cend() const noexcept { return data_ + size_; }
+  ZOL_NODISCARD const_iterator begin() const noexcept { return data_; }
+  ZOL_NODISCARD const_iterator end() const noexcept { return data_ + size_; }
+  ZOL_NODISCARD const_iterator cbegin() const noexcept { return data_; }
+  ZOL_NODISCARD const_iterator cend() const noexcept { return data_ + size_; }
 
   /// First element; the vector must not be empty.
   T& front() noexcept {
     CheckedLast("BoundedVector::front on an empty vector");
     return data_[0];
   }
-  const T& front() const noexcept {
+  ZOL_NODISCARD const T& front() const noexcept {
     CheckedLast("BoundedVector::front on an empty vector");
     return data_[0];
   }
   /// Last element; the vector must not be empty.
   T& back() noexcept { return data_[CheckedLast("BoundedVector::back on an empty vector")]; }
-  const T& back() const noexcept { return data_[CheckedLast("BoundedVector::back on an empty vector")]; }
+  ZOL_NODISCARD const T& back() const noexcept { return data_[CheckedLast("BoundedVector::back on an empty vector")]; }
 
   /// A copy of the allocator.
-  allocator_type get_allocator() const { return allocator_; }
+  ZOL_NODISCARD allocator_type get_allocator() const { return allocator_; }
 
  private:
   // Index of the last element; aborts with @p what when there is none.

@@ -6,6 +6,8 @@
 #include <type_traits>
 #include <utility>
 
+#include "zol/nodiscard.h"
+
 namespace zol {
 namespace memory {
 
@@ -55,7 +57,7 @@ class PropagateConst {
   /// The pointee, or null.
   element_type* get() { return GetRaw(pointer_); }
   /// The pointee as const, or null.
-  const element_type* get() const { return GetRaw(pointer_); }
+  ZOL_NODISCARD const element_type* get() const { return GetRaw(pointer_); }
 
   element_type& operator*() { return *get(); }
   const element_type& operator*() const { return *get(); }
@@ -68,7 +70,7 @@ class PropagateConst {
   /// The wrapped pointer itself, e.g. to reach a smart pointer's deleter or to `reset()` it.
   Pointer& underlying() { return pointer_; }
   /// The wrapped pointer itself, read-only.
-  const Pointer& underlying() const { return pointer_; }
+  ZOL_NODISCARD const Pointer& underlying() const { return pointer_; }
 
   /// Exchanges the wrapped pointers.
   void swap(PropagateConst& other) noexcept(noexcept(std::swap(std::declval<Pointer&>(), std::declval<Pointer&>()))) {

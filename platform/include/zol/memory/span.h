@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "zol/detail/panic.h"
+#include "zol/nodiscard.h"
 
 namespace zol {
 namespace memory {
@@ -90,23 +91,23 @@ class span {
       : data_(container.data()), size_(container.size()) {}
 
   /// First element (null for a default-constructed span).
-  constexpr T* data() const noexcept { return data_; }
+  ZOL_NODISCARD constexpr T* data() const noexcept { return data_; }
   /// Number of elements.
-  constexpr size_type size() const noexcept { return size_; }
+  ZOL_NODISCARD constexpr size_type size() const noexcept { return size_; }
   /// Number of bytes covered by the elements.
-  constexpr size_type size_bytes() const noexcept { return size_ * sizeof(T); }
+  ZOL_NODISCARD constexpr size_type size_bytes() const noexcept { return size_ * sizeof(T); }
   /// True when the span has no elements.
-  constexpr bool empty() const noexcept { return size_ == 0; }
+  ZOL_NODISCARD constexpr bool empty() const noexcept { return size_ == 0; }
 
-  constexpr iterator begin() const noexcept { return data_; }
-  constexpr iterator end() const noexcept { return data_ + size_; }
+  ZOL_NODISCARD constexpr iterator begin() const noexcept { return data_; }
+  ZOL_NODISCARD constexpr iterator end() const noexcept { return data_ + size_; }
 
   /// Element @p index; @p index must be less than size() (not checked, as for arrays).
   constexpr T& operator[](size_type index) const noexcept { return data_[index]; }
 
   /// The @p count elements starting at @p offset; npos means "to the end".
   /// @p offset must not exceed size() and @p count must fit; a broken bound aborts.
-  constexpr span subspan(size_type offset, size_type count = npos) const noexcept {
+  ZOL_NODISCARD constexpr span subspan(size_type offset, size_type count = npos) const noexcept {
     if (offset > size_) {
       zol::detail::Panic("span::subspan offset beyond the end");
     }
@@ -119,7 +120,7 @@ class span {
   }
 
   /// The first @p count elements; @p count must not exceed size().
-  constexpr span first(size_type count) const noexcept {
+  ZOL_NODISCARD constexpr span first(size_type count) const noexcept {
     if (count > size_) {
       zol::detail::Panic("span::first count beyond the end");
     }
@@ -127,7 +128,7 @@ class span {
   }
 
   /// The last @p count elements; @p count must not exceed size().
-  constexpr span last(size_type count) const noexcept {
+  ZOL_NODISCARD constexpr span last(size_type count) const noexcept {
     if (count > size_) {
       zol::detail::Panic("span::last count beyond the end");
     }

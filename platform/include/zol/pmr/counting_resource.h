@@ -7,6 +7,7 @@
 #include <mutex>
 #include <unordered_map>
 
+#include "zol/nodiscard.h"
 #include "zol/pmr/memory_resource.h"
 
 namespace zol {
@@ -86,7 +87,7 @@ class ScopedDefaultResource {
   ~ScopedDefaultResource() { set_default_resource(previous_); }
 
   /// The default resource that will be restored.
-  memory_resource* previous() const noexcept { return previous_; }
+  ZOL_NODISCARD memory_resource* previous() const noexcept { return previous_; }
 
  private:
   memory_resource* previous_;

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "zol/detail/panic.h"
+#include "zol/nodiscard.h"
 #include "zol/pmr/memory_resource.h"
 #include "zol/pmr/polymorphic_allocator.h"
 
@@ -114,11 +115,11 @@ class SizedAllocatorDeleter {
   }
 
   /// The resource the object came from.
-  memory_resource* resource() const noexcept { return resource_; }
+  ZOL_NODISCARD memory_resource* resource() const noexcept { return resource_; }
   /// Size in bytes of the object actually allocated.
-  std::size_t size() const noexcept { return size_; }
+  ZOL_NODISCARD std::size_t size() const noexcept { return size_; }
   /// Alignment of the object actually allocated.
-  std::size_t alignment() const noexcept { return alignment_; }
+  ZOL_NODISCARD std::size_t alignment() const noexcept { return alignment_; }
 
  private:
   memory_resource* resource_;

@@ -5,6 +5,8 @@
 
 #include <cstddef>
 
+#include "zol/nodiscard.h"
+
 namespace zol {
 namespace pmr {
 
@@ -33,12 +35,14 @@ class memory_resource {
   }
 
   /// True when memory allocated from one may be deallocated through the other.
-  bool is_equal(const memory_resource& other) const noexcept { return this == &other || do_is_equal(other); }
+  ZOL_NODISCARD bool is_equal(const memory_resource& other) const noexcept {
+    return this == &other || do_is_equal(other);
+  }
 
  private:
   virtual void* do_allocate(std::size_t bytes, std::size_t alignment) = 0;
   virtual void do_deallocate(void* p, std::size_t bytes, std::size_t alignment) = 0;
-  virtual bool do_is_equal(const memory_resource& other) const noexcept = 0;
+  ZOL_NODISCARD virtual bool do_is_equal(const memory_resource& other) const noexcept = 0;
 };
 
 /// Resources are equal when memory from one may be returned to the other.

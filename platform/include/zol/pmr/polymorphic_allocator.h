@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "zol/detail/panic.h"
+#include "zol/nodiscard.h"
 #include "zol/pmr/memory_resource.h"
 
 namespace zol {
@@ -83,10 +84,12 @@ class polymorphic_allocator {
   }
 
   /// A copied container uses the default resource, not the source's, as std::pmr does.
-  polymorphic_allocator select_on_container_copy_construction() const noexcept { return polymorphic_allocator(); }
+  ZOL_NODISCARD polymorphic_allocator select_on_container_copy_construction() const noexcept {
+    return polymorphic_allocator();
+  }
 
   /// The resource allocations go to.
-  memory_resource* resource() const noexcept { return resource_; }
+  ZOL_NODISCARD memory_resource* resource() const noexcept { return resource_; }
 
  private:
   template <typename U, typename... A>

@@ -9,6 +9,7 @@
 #include <type_traits>
 
 #include "zol/memory/span.h"
+#include "zol/nodiscard.h"
 
 namespace zol {
 namespace someip_serialization {
@@ -121,13 +122,13 @@ class OutputStream {
   }
 
   /// Bytes written so far.
-  std::size_t size() const noexcept { return size_; }
+  ZOL_NODISCARD std::size_t size() const noexcept { return size_; }
   /// The bytes written so far.
-  zol::memory::span<const std::uint8_t> written() const noexcept { return buffer_.first(size_); }
+  ZOL_NODISCARD zol::memory::span<const std::uint8_t> written() const noexcept { return buffer_.first(size_); }
   /// kOk, or the failure that stopped the stream.
-  Status status() const noexcept { return status_; }
+  ZOL_NODISCARD Status status() const noexcept { return status_; }
   /// True while no write failed.
-  bool ok() const noexcept { return status_ == Status::kOk; }
+  ZOL_NODISCARD bool ok() const noexcept { return status_ == Status::kOk; }
 
  private:
   zol::memory::span<std::uint8_t> buffer_;
@@ -165,13 +166,13 @@ class InputStream {
   }
 
   /// Bytes not yet read.
-  std::size_t remaining() const noexcept { return buffer_.size() - position_; }
+  ZOL_NODISCARD std::size_t remaining() const noexcept { return buffer_.size() - position_; }
   /// Bytes read so far.
-  std::size_t position() const noexcept { return position_; }
+  ZOL_NODISCARD std::size_t position() const noexcept { return position_; }
   /// kOk, or the failure that stopped the stream.
-  Status status() const noexcept { return status_; }
+  ZOL_NODISCARD Status status() const noexcept { return status_; }
   /// True while no read failed.
-  bool ok() const noexcept { return status_ == Status::kOk; }
+  ZOL_NODISCARD bool ok() const noexcept { return status_ == Status::kOk; }
 
  private:
   zol::memory::span<const std::uint8_t> buffer_;

@@ -14,6 +14,7 @@
 #include "zol/e2e/signal_database.h"
 #include "zol/memory/span.h"
 #include "zol/mono_clock.h"
+#include "zol/nodiscard.h"
 #include "zol/signalcomm/signal_comm.h"
 #include "zol/string_view.h"
 
@@ -63,7 +64,7 @@ class Service {
   void Reset();
 
   /// @brief The identity of the group called @p name, or 0 when there is none.
-  SignalComm_Name_t IdentityOf(zol::string_view name) const;
+  ZOL_NODISCARD SignalComm_Name_t IdentityOf(zol::string_view name) const;
 
   /// @}
   /// @name Producer
@@ -94,13 +95,13 @@ class Service {
   /// @{
 
   /// @brief When the service started, or was last reset.
-  zol::MonoClock::time_point started_at() const;
+  ZOL_NODISCARD zol::MonoClock::time_point started_at() const;
   /// @brief True when any payload was published since the start or the last reset.
-  bool has_arrivals() const;
+  ZOL_NODISCARD bool has_arrivals() const;
   /// @brief Time of the latest published payload of any group; started_at() when there is none.
-  zol::MonoClock::time_point last_arrival() const;
+  ZOL_NODISCARD zol::MonoClock::time_point last_arrival() const;
   /// @brief Number of payloads published since the start or the last reset, over all groups.
-  std::uint64_t arrival_count() const;
+  ZOL_NODISCARD std::uint64_t arrival_count() const;
 
   /// @}
   /// @name Failure injection, for tests
@@ -119,7 +120,7 @@ class Service {
 
   /// @brief How often the C function @p function_name was called since the start or the last reset, failed
   /// and injected calls included; 0 for an unknown name.
-  std::size_t CallCount(zol::string_view function_name) const;
+  ZOL_NODISCARD std::size_t CallCount(zol::string_view function_name) const;
 
   /// @}
 

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "zol/nodiscard.h"
 #include "zol/pmr/polymorphic_allocator.h"
 #include "zol/string_view.h"
 
@@ -31,9 +32,9 @@ class ComponentDescriptor {
   ComponentDescriptor& operator=(ComponentDescriptor&&) = delete;
 
   /// @brief The name of the component this descriptor implements.
-  zol::string_view component_name() const { return {component_name_.data(), component_name_.size()}; }
+  ZOL_NODISCARD zol::string_view component_name() const { return {component_name_.data(), component_name_.size()}; }
   /// @brief The id of this implementation among those of its component.
-  zol::string_view instance_id() const { return {instance_id_.data(), instance_id_.size()}; }
+  ZOL_NODISCARD zol::string_view instance_id() const { return {instance_id_.data(), instance_id_.size()}; }
 
  private:
   // Plain std::string: descriptors live for the whole process and are built during static initialisation,

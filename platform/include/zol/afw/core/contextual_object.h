@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "zol/nodiscard.h"
 #include "zol/pmr/polymorphic_allocator.h"
 #include "zol/string_view.h"
 
@@ -28,15 +29,15 @@ class ContextualObject {
   ContextualObject& operator=(ContextualObject&&) = delete;
 
   /// @brief The parent given at construction, or null.
-  const ContextualObject* parent() const { return parent_; }
+  ZOL_NODISCARD const ContextualObject* parent() const { return parent_; }
   /// @brief The object's own name.
-  zol::string_view name() const { return {name_.data(), name_.size()}; }
+  ZOL_NODISCARD zol::string_view name() const { return {name_.data(), name_.size()}; }
   /// @brief The names from the root down to this object, joined by '.'.
-  std::string qualified_name() const;
+  ZOL_NODISCARD std::string qualified_name() const;
 
   /// @brief The execution context this object runs on: its own if it has one, else its parent's; empty
   /// without either.
-  virtual std::shared_ptr<ExecutionContext> execution_context() const;
+  ZOL_NODISCARD virtual std::shared_ptr<ExecutionContext> execution_context() const;
 
  private:
   const ContextualObject* parent_;

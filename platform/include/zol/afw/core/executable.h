@@ -7,6 +7,7 @@
 
 #include "zol/afw/core/contextual_object.h"
 #include "zol/afw/core/execution_context.h"
+#include "zol/nodiscard.h"
 #include "zol/string_view.h"
 
 namespace zol {
@@ -36,7 +37,7 @@ class Executable : public ContextualObject {
   Executable& operator=(Executable&&) = delete;
 
   /// @brief The executable's own context (never empty). Components keep it alive as long as they hold it.
-  std::shared_ptr<ExecutionContext> execution_context() const override;
+  ZOL_NODISCARD std::shared_ptr<ExecutionContext> execution_context() const override;
 
  private:
   std::shared_ptr<ExecutionContext> execution_context_;

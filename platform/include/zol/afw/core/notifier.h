@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "zol/memory/static_function.h"
+#include "zol/nodiscard.h"
 #include "zol/pmr/memory_resource.h"
 #include "zol/pmr/polymorphic_allocator.h"
 
@@ -19,7 +20,7 @@ class SubscriptionState {
   /// @brief Leaves the notifier; the callback is not called again. Idempotent.
   virtual void Cancel() = 0;
   /// @brief True until cancelled or until the notifier is destroyed.
-  virtual bool IsActive() const = 0;
+  ZOL_NODISCARD virtual bool IsActive() const = 0;
 
  protected:
   SubscriptionState() = default;
@@ -53,7 +54,7 @@ class Subscription {
   /// @brief Ends the subscription. Safe from inside the subscriber's own callback and after the notifier is gone.
   void Cancel();
   /// @brief True while the subscription is in effect.
-  bool IsActive() const;
+  ZOL_NODISCARD bool IsActive() const;
 
  private:
   std::shared_ptr<SubscriptionState> state_;
@@ -127,9 +128,9 @@ class Notifier<void()> {
   void Notify();
 
   /// @brief The number of subscribers.
-  std::size_t subscriber_count() const { return subscribers_.size(); }
+  ZOL_NODISCARD std::size_t subscriber_count() const { return subscribers_.size(); }
   /// @brief True while Notify is calling callbacks.
-  bool is_notifying() const { return notifying_; }
+  ZOL_NODISCARD bool is_notifying() const { return notifying_; }
 
  private:
   using StatePointer = std::shared_ptr<SubscriptionStateWrapper>;

@@ -6,6 +6,7 @@
 #include <memory>
 #include <utility>
 
+#include "zol/nodiscard.h"
 #include "zol/pmr/memory_resource.h"
 #include "zol/pmr/polymorphic_allocator.h"
 
@@ -61,7 +62,7 @@ class PropertyOwner {
   }
 
   /// @brief A new shared reference to the property, or null when the owner is empty.
-  std::shared_ptr<P> get() const { return wrapped_; }
+  ZOL_NODISCARD std::shared_ptr<P> get() const { return wrapped_; }
   /// @brief The property; the owner must not be empty.
   P* operator->() const noexcept { return wrapped_.get(); }
   /// @brief The property; the owner must not be empty.

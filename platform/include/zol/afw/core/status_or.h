@@ -172,11 +172,11 @@ class ZOL_NODISCARD StatusOr
   ~StatusOr() = default;
 
   /// @brief True when a value is held, whatever the status.
-  bool has_value() const noexcept { return this->has_value_; }
+  ZOL_NODISCARD bool has_value() const noexcept { return this->has_value_; }
   /// @brief The status, with or without a value.
   ErrorCode status() const noexcept { return this->status_; }
   /// @brief True when a value is held and the status is not a failure.
-  bool ok() const noexcept { return this->has_value_ && IsSuccess(this->status_); }
+  ZOL_NODISCARD bool ok() const noexcept { return this->has_value_ && IsSuccess(this->status_); }
 
   /// @brief The value; aborts when there is none.
   T& value() & {
@@ -184,7 +184,7 @@ class ZOL_NODISCARD StatusOr
     return this->value_;
   }
   /// @brief The value; aborts when there is none.
-  const T& value() const& {
+  ZOL_NODISCARD const T& value() const& {
     CheckHasValue();
     return this->value_;
   }
