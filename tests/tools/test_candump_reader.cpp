@@ -375,23 +375,6 @@ TEST(CandumpReader, ReportsFramesAndMalformedLinesWithTheirLineNumbers) {
   EXPECT_EQ(events[6].result, CandumpReader::Result::kEnd);
 }
 
-TEST(CandumpReader, ReadsBytesAlreadyTakenFromTheDescriptorBeforeTheRest) {
-  fsrl_test::TempDir dir;
-  // The first line and a half were read by someone else; the descriptor holds the rest of the second line on.
-  const std::string path = dir.Write("rest.log", "0) can0 401#02\n(1.000002) can0 402#03\n");
-  const int fd = ::open(path.c_str(), O_RDONLY);
-  ASSERT_GE(fd, 0);
-  CandumpReader reader(fd, 4096, "(1.000000) can0 400#01\n(1.00000");
-  CanFrame frame;
-  std::vector<std::uint32_t> ids;
-  while (reader.Next(frame) == CandumpReader::Result::kFrame) {
-    ids.push_back(frame.id);
-  }
-  ::close(fd);
-  EXPECT_THAT(ids, ::testing::ElementsAre(0x400U, 0x401U, 0x402U));
-  EXPECT_EQ(reader.lines_read(), 3U);
-}
-
 TEST(CandumpReader, EmptyInputEndsAtOnce) {
   fsrl_test::TempDir dir;
   const std::vector<Event> events = ReadFileEvents(dir.Write("empty.log", ""));

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -51,6 +52,29 @@ TEST(CandumpLogSource, ReadsEveryFrameAndNumbersInterfacesInTheOrderTheyAppear) 
   EXPECT_EQ(result.frames[3].fd_flags, fsrl::kFdFlagBrs | fsrl::kFdFlagEsi);
   EXPECT_EQ(result.frames[3].data.size(), 12U);
   EXPECT_TRUE(result.frames[6].error);
+}
+
+TEST(CandumpLogSource, ReadsTheLinesLookedAtToTellTheFormatAndThenTheRestInOrder) {
+  // Far more lines than format detection looks at, so the reader starts with buffered bytes and goes on from the
+  // descriptor; the last line has no line end.
+  std::string text;
+  std::vector<std::uint32_t> expected;
+  for (std::uint32_t i = 0; i < 40; ++i) {
+    char line[64];
+    std::snprintf(line, sizeof line, "(1.%06u) can0 %03X#%02X\n", i, 0x400U + i, i);
+    text += line;
+    expected.push_back(0x400U + i);
+  }
+  text.pop_back();
+  const ReadResult result = ReadText(text);
+  ASSERT_TRUE(result.opened) << result.open_error;
+  EXPECT_EQ(result.format, LogFormat::kCandumpLog);
+  EXPECT_TRUE(result.problems.empty());
+  std::vector<std::uint32_t> ids;
+  for (const fsrl_test::ReadFrame& frame : result.frames) {
+    ids.push_back(frame.id);
+  }
+  EXPECT_EQ(ids, expected);
 }
 
 TEST(CandumpLongSource, ReadsLog2longOutputAsTheSameFramesAsItsSourceLog) {

@@ -179,10 +179,8 @@ bool WriteSummary(const std::string& path, const DemoCommandLine& command_line, 
     OutputBuffer buffer(file);
     JsonWriter json(buffer);
     json.BeginObject();
-    json.Key("scans");
-    json.UInt(command_line.scans);
-    json.Key("seed");
-    json.UInt(command_line.seed);
+    json.UIntMember("scans", command_line.scans);
+    json.UIntMember("seed", command_line.seed);
     json.Key("period_ms");
     json.Int(options.period_ns / 1000000);
     json.Key("faults");
@@ -191,14 +189,11 @@ bool WriteSummary(const std::string& path, const DemoCommandLine& command_line, 
       json.String(FormatFault(fault));
     }
     json.EndArray();
-    json.Key("detection_scans_published");
-    json.UInt(detections);
+    json.UIntMember("detection_scans_published", detections);
     json.Key("detection_scans_in_order_once");
     json.Bool(InOrderOnce(published) && published.detections.size() == detections);
-    json.Key("statuses_published");
-    json.UInt(statuses);
-    json.Key("lost_communication_statuses");
-    json.UInt(comm_fault_statuses);
+    json.UIntMember("statuses_published", statuses);
+    json.UIntMember("lost_communication_statuses", comm_fault_statuses);
     json.Key("lost_scans");
     json.BeginArray();
     for (std::size_t i = 0; i < outcomes.size(); ++i) {
@@ -206,10 +201,8 @@ bool WriteSummary(const std::string& path, const DemoCommandLine& command_line, 
         continue;
       }
       json.BeginObject();
-      json.Key("index");
-      json.UInt(i);
-      json.Key("scan_id");
-      json.UInt(simulation.scans[i].scan_id);
+      json.UIntMember("index", i);
+      json.UIntMember("scan_id", simulation.scans[i].scan_id);
       json.Key("detections_published");
       json.Bool(outcomes[i].detections_published);
       json.Key("status_published");

@@ -212,11 +212,8 @@ int RunReplay(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
                     "\"lost_comm_ms\", \"clock_jumps_forward\", \"clock_jumps_backward\" and\n"
                     "\"clock_jump_ms\"");
   hal_options.AddTo(command_line);
-  if (const std::optional<int> done = command_line.Parse(args, out, err)) {
+  if (const std::optional<int> done = input_options.Parse(command_line, args, out, err)) {
     return *done;
-  }
-  if (const std::string problem = input_options.Check(); !problem.empty()) {
-    return command_line.UsageError(err, problem);
   }
   // --format (or --output-format) jsonl|csv, declared with the input options; they check the name.
   const std::string& output_format = input_options.output_format;

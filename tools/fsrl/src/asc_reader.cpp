@@ -27,13 +27,8 @@ namespace fsrl {
 namespace detail {
 namespace {
 
-inline bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\r'; }
-inline bool IsDigit(char c) { return c >= '0' && c <= '9'; }
-inline int HexValue(char c) { return kHexDigit[static_cast<unsigned char>(c)]; }
 inline char Lower(char c) { return (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c; }
 
-constexpr std::uint32_t kStandardIdMax = 0x7FFU;
-constexpr std::uint32_t kExtendedIdMax = 0x1FFFFFFFU;
 // Bits of the CAN FD line's flags field, from the ASC format description: the frame is CAN FD (EDL), and the frame
 // is a remote request.
 constexpr std::uint32_t kAscFlagEdl = 0x1000U;
@@ -176,45 +171,13 @@ bool ParseAscDate(Tokens tokens, std::int64_t& ns) {
                             static_cast<int>(minute), static_cast<int>(second), millisecond, ns);
 }
 
-class AscSource final : public FrameSource {
+class AscSource final : public LineFrameSource {
  public:
   AscSource(std::unique_ptr<ByteInput> input, std::string name)
-      : FrameSource(LogFormat::kAsc, std::move(name)), input_(std::move(input)), lines_(*input_) {}
-
-  std::uint64_t lines_read() const override { return lines_.line_number(); }
-
-  ReadStatus Next(CanFrame& frame) override {
-    for (;;) {
-      const char* begin = nullptr;
-      const char* end = nullptr;
-      const LineSplitter::Status status = lines_.Next(begin, end);
-      if (status == LineSplitter::Status::kEnd) {
-        return ReadStatus::kEnd;
-      }
-      if (status == LineSplitter::Status::kReadError) {
-        errno_value_ = input_->errno_value();
-        reason_ = std::strerror(errno_value_);
-        return ReadStatus::kReadError;
-      }
-      position_ = lines_.line_number();
-      if (status == LineSplitter::Status::kOverlong) {
-        reason_ = "line longer than 4096 bytes";
-        return ReadStatus::kMalformed;
-      }
-      const char* failure = nullptr;
-      if (ParseLine(begin, end, frame, failure)) {
-        return ReadStatus::kFrame;
-      }
-      if (failure != nullptr) {
-        reason_ = failure;
-        return ReadStatus::kMalformed;
-      }
-    }
-  }
+      : LineFrameSource(std::move(input), LogFormat::kAsc, std::move(name)) {}
 
  private:
-  // True with a frame; false with @p failure set for a malformed line, or null for a line without a frame.
-  bool ParseLine(const char* begin, const char* end, CanFrame& frame, const char*& failure) {
+  bool ReadLine(const char* begin, const char* end, CanFrame& frame, const char*& failure) override {
     Tokens tokens(begin, end);
     const std::string_view first = tokens.Peek();
     if (first.empty()) {
@@ -250,7 +213,7 @@ class AscSource final : public FrameSource {
       time_ns = start_ns_ + offset_ns;
     }
 
-    ResetFrame(frame);
+    frame.ClearHeader();
     frame.timestamp_ns = time_ns;
     const std::string_view kind = tokens.Next();
     if (kind == "CANFD") {
@@ -266,15 +229,7 @@ class AscSource final : public FrameSource {
       ++skipped_.error_frames;
       return false;
     }
-    const std::string_view direction = tokens.Next();
-    if (direction != "Rx" && direction != "Tx") {
-      ++skipped_.events;  // statistics and other bus events of a numbered channel
-      return false;
-    }
-    SetChannel(frame, channel);
-    frame.direction = direction[0] == 'T' ? 'T' : 'R';
-    if (!ParseId(id_text, frame)) {
-      failure = "invalid CAN id";
+    if (!ParseAddress(channel, tokens.Next(), id_text, frame, failure)) {
       return false;
     }
     const std::string_view type = tokens.Next();
@@ -300,6 +255,23 @@ class AscSource final : public FrameSource {
     return failure == nullptr;
   }
 
+  // Channel, direction and identifier of a frame line. False for a line that is no frame: a bus event (counted), or
+  // with @p failure set a malformed identifier.
+  bool ParseAddress(std::uint32_t channel, std::string_view direction, std::string_view id_text, CanFrame& frame,
+                    const char*& failure) {
+    if (direction != "Rx" && direction != "Tx") {
+      ++skipped_.events;  // statistics and other bus events of a numbered channel
+      return false;
+    }
+    channel_text_.Set(frame, channel);
+    frame.direction = direction[0] == 'T' ? 'T' : 'R';
+    if (!ParseId(id_text, frame)) {
+      failure = "invalid CAN id";
+      return false;
+    }
+    return true;
+  }
+
   bool ParseFdFrame(Tokens& tokens, CanFrame& frame, const char*& failure) {
     std::uint32_t channel = 0;
     if (!ParseNumber(tokens.Next(), false, 0xFFFFFFFFU, channel)) {
@@ -312,14 +284,7 @@ class AscSource final : public FrameSource {
       ++skipped_.error_frames;
       return false;
     }
-    if (direction != "Rx" && direction != "Tx") {
-      ++skipped_.events;
-      return false;
-    }
-    SetChannel(frame, channel);
-    frame.direction = direction[0] == 'T' ? 'T' : 'R';
-    if (!ParseId(id_text, frame)) {
-      failure = "invalid CAN id";
+    if (!ParseAddress(channel, direction, id_text, frame, failure)) {
       return false;
     }
     // Newer writers put a symbolic name between the id and BRS; it is never a lone 0 or 1.
@@ -395,31 +360,6 @@ class AscSource final : public FrameSource {
     return ParseNumber(text, hex_, frame.extended ? kExtendedIdMax : kStandardIdMax, frame.id);
   }
 
-  void SetChannel(CanFrame& frame, std::uint32_t channel) {
-    frame.channel = channel;
-    if (channel != last_channel_ || channel_text_size_ == 0) {
-      const std::string text = std::to_string(channel);
-      std::memcpy(channel_text_, text.data(), text.size());
-      channel_text_size_ = text.size();
-      last_channel_ = channel;
-    }
-    frame.iface = std::string_view(channel_text_, channel_text_size_);
-  }
-
-  static void ResetFrame(CanFrame& frame) {
-    frame.id = 0;
-    frame.extended = false;
-    frame.fd = false;
-    frame.remote = false;
-    frame.error = false;
-    frame.fd_flags = 0;
-    frame.length = 0;
-    frame.remote_length = 0;
-    frame.direction = '\0';
-    frame.iface = std::string_view();
-    frame.channel = 0;
-  }
-
   // Null for a header or comment line understood, else the reason.
   const char* ParseHeaderLine(Tokens tokens) {
     const std::string_view word = tokens.Next();
@@ -471,16 +411,12 @@ class AscSource final : public FrameSource {
     return "neither a header line nor a line starting with a time";
   }
 
-  std::unique_ptr<ByteInput> input_;
-  LineSplitter lines_;
   bool hex_ = true;
   bool relative_ = false;
   bool have_trigger_date_ = false;
   std::int64_t start_ns_ = 0;
   std::int64_t sum_ns_ = 0;
-  std::uint32_t last_channel_ = 0;
-  char channel_text_[16] = {};
-  std::size_t channel_text_size_ = 0;
+  ChannelText channel_text_;
 };
 
 }  // namespace

@@ -29,27 +29,35 @@
 #include <deque>
 #include <vector>
 
+#include "blf_format.h"
 #include "frame_source_internal.h"
 
 namespace fsrl {
 namespace detail {
 namespace {
 
-// Object types, from the format description.
-constexpr std::uint32_t kCanMessage = 1;
-constexpr std::uint32_t kCanError = 2;
-constexpr std::uint32_t kLogContainer = 10;
-constexpr std::uint32_t kCanErrorExt = 73;
-constexpr std::uint32_t kCanMessage2 = 86;
-constexpr std::uint32_t kCanFdMessage = 100;
-constexpr std::uint32_t kCanFdMessage64 = 101;
-constexpr std::uint32_t kCanFdError64 = 104;
+using blf::kBaseHeaderSize;
+using blf::kCanError;
+using blf::kCanErrorExt;
+using blf::kCanFdError64;
+using blf::kCanFdMessage;
+using blf::kCanFdMessage64;
+using blf::kCanFlagRemote;
+using blf::kCanFlagTx;
+using blf::kCanMessage;
+using blf::kCanMessage2;
+using blf::kContainerHeaderSize;
+using blf::kExtendedFlag;
+using blf::kFd64Brs;
+using blf::kFd64Edl;
+using blf::kFd64Esi;
+using blf::kFd64Remote;
+using blf::kLogContainer;
+using blf::kTimedHeaderSize;
+using blf::kZlibCompression;
 
 constexpr std::size_t kFileHeaderMin = 72;    // through the stop time
 constexpr std::size_t kFileHeaderMax = 4096;  // far above the 144 bytes written; bounds what is skipped
-constexpr std::size_t kBaseHeaderSize = 16;
-constexpr std::size_t kTimedHeaderSize = 32;  // base header plus flags, version and time stamp (version 1 and 2)
-constexpr std::size_t kContainerHeaderSize = 16;
 // Largest object of a type that is read; the CAN objects are under 200 bytes, extended CAN FD data included.
 constexpr std::size_t kMaxFrameObject = 4096;
 // Padding between objects, at most: writers pad to a multiple of 4 or by size % 4.
@@ -57,19 +65,9 @@ constexpr std::size_t kMaxPadding = 7;
 // How much inflated data is produced per step.
 constexpr std::size_t kInflateSlice = 65536;
 constexpr std::uint32_t kTimeTenMicros = 1;
-constexpr std::uint32_t kZlibCompression = 2;
-constexpr std::uint32_t kExtendedFlag = 0x80000000U;
-constexpr std::uint32_t kExtendedIdMax = 0x1FFFFFFFU;
-constexpr std::uint32_t kStandardIdMax = 0x7FFU;
-constexpr std::uint8_t kCanFlagTx = 0x01;
-constexpr std::uint8_t kCanFlagRemote = 0x80;
 constexpr std::uint8_t kFdFlagEdl = 0x01;
 constexpr std::uint8_t kFdFlagBrsBit = 0x02;
 constexpr std::uint8_t kFdFlagEsiBit = 0x04;
-constexpr std::uint32_t kFd64Remote = 0x10;
-constexpr std::uint32_t kFd64Edl = 0x1000;
-constexpr std::uint32_t kFd64Brs = 0x2000;
-constexpr std::uint32_t kFd64Esi = 0x4000;
 
 std::uint16_t U16(const std::uint8_t* p) { return static_cast<std::uint16_t>(p[0] | (p[1] << 8)); }
 std::uint32_t U32(const std::uint8_t* p) {
@@ -237,13 +235,7 @@ class BlfSource final : public FrameSource {
       return "time stamp out of range (more than 2^63-1 nanoseconds)";
     }
     frame.timestamp_ns = start_ns_ + static_cast<std::int64_t>(stamp * scale);
-    frame.extended = false;
-    frame.fd = false;
-    frame.remote = false;
-    frame.error = false;
-    frame.fd_flags = 0;
-    frame.length = 0;
-    frame.remote_length = 0;
+    frame.ClearHeader();
     const std::uint8_t* b = o + header_size;
     const std::size_t body = object_size - header_size;
     std::uint32_t channel = 0;
@@ -317,14 +309,7 @@ class BlfSource final : public FrameSource {
     if (frame.id > (frame.extended ? kExtendedIdMax : kStandardIdMax)) {
       return frame.extended ? "extended CAN id above 1FFFFFFF" : "standard CAN id above 7FF";
     }
-    frame.channel = channel;
-    if (channel != last_channel_ || channel_text_size_ == 0) {
-      const std::string text = std::to_string(channel);
-      std::memcpy(channel_text_, text.data(), text.size());
-      channel_text_size_ = text.size();
-      last_channel_ = channel;
-    }
-    frame.iface = std::string_view(channel_text_, channel_text_size_);
+    channel_text_.Set(frame, channel);
     return nullptr;
   }
 
@@ -590,9 +575,7 @@ class BlfSource final : public FrameSource {
   std::uint64_t fatal_offset_ = kNoOffset;
   std::string fatal_reason_;
 
-  std::uint32_t last_channel_ = 0;
-  char channel_text_[16] = {};
-  std::size_t channel_text_size_ = 0;
+  ChannelText channel_text_;
 };
 
 }  // namespace

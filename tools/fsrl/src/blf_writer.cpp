@@ -29,36 +29,37 @@
 #include <string>
 #include <vector>
 
+#include "blf_format.h"
 #include "frame_writer_internal.h"
 
 namespace fsrl {
 namespace detail {
 namespace {
 
-constexpr std::uint32_t kCanMessage = 1;
-constexpr std::uint32_t kCanError = 2;
-constexpr std::uint32_t kLogContainer = 10;
-constexpr std::uint32_t kCanFdMessage64 = 101;
+using blf::kBaseHeaderSize;
+using blf::kCanError;
+using blf::kCanFdMessage64;
+using blf::kCanFlagRemote;
+using blf::kCanFlagTx;
+using blf::kCanMessage;
+using blf::kContainerHeaderSize;
+using blf::kExtendedFlag;
+using blf::kFd64Brs;
+using blf::kFd64Edl;
+using blf::kFd64Esi;
+using blf::kLogContainer;
+using blf::kTimedHeaderSize;
+using blf::kZlibCompression;
 
 constexpr std::size_t kFileHeaderSize = 144;
-constexpr std::size_t kBaseHeaderSize = 16;
-constexpr std::size_t kTimedHeaderSize = 32;
-constexpr std::size_t kContainerHeaderSize = 16;
 constexpr std::size_t kCanMessageBody = 16;
 constexpr std::size_t kCanErrorBody = 4;
 constexpr std::size_t kCanFd64FixedBody = 40;
 constexpr std::uint32_t kTimeOneNanosecond = 2;
-constexpr std::uint16_t kZlibCompression = 2;
 // Uncompressed data per container: the 128 KiB other writers use, which readers size their buffers for.
 constexpr std::size_t kContainerData = std::size_t{1} << 17;
 // Format version written into the file header: the version whose object layouts are used here (2.6.8.1).
 constexpr std::uint8_t kFormatVersion[4] = {2, 6, 8, 1};
-constexpr std::uint32_t kExtendedFlag = 0x80000000U;
-constexpr std::uint8_t kCanFlagTx = 0x01;
-constexpr std::uint8_t kCanFlagRemote = 0x80;
-constexpr std::uint32_t kFd64Edl = 0x1000;
-constexpr std::uint32_t kFd64Brs = 0x2000;
-constexpr std::uint32_t kFd64Esi = 0x4000;
 constexpr std::uint8_t kFdLengthOfDlc[16] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 12, 16, 20, 24, 32, 48, 64};
 
 void Put16(std::uint8_t* p, std::uint32_t v) {

@@ -1,32 +1,21 @@
 #include "fsrl/candump_reader.h"
 
-#include <unistd.h>
-
 #include <array>
-#include <cerrno>
 #include <charconv>
 #include <cstring>
+
+#include "frame_source_internal.h"
 
 namespace fsrl {
 namespace {
 
-// Value of a hex digit, or -1: one table lookup per character keeps the parser branch-light.
-constexpr std::array<std::int8_t, 256> MakeHexTable() {
-  std::array<std::int8_t, 256> table{};
-  for (std::size_t c = 0; c < table.size(); ++c) {
-    if (c >= '0' && c <= '9') {
-      table[c] = static_cast<std::int8_t>(c - '0');
-    } else if (c >= 'a' && c <= 'f') {
-      table[c] = static_cast<std::int8_t>(c - 'a' + 10);
-    } else if (c >= 'A' && c <= 'F') {
-      table[c] = static_cast<std::int8_t>(c - 'A' + 10);
-    } else {
-      table[c] = -1;
-    }
-  }
-  return table;
-}
-constexpr std::array<std::int8_t, 256> kHex = MakeHexTable();
+using detail::HexValue;
+using detail::IsBlank;
+using detail::IsDigit;
+using detail::kErrorFlag;
+using detail::kExtendedIdMax;
+using detail::kNsPerSecond;
+using detail::kStandardIdMax;
 
 // "00" .. "99", for writing decimal digits two at a time.
 constexpr std::array<char, 200> MakeDigitPairs() {
@@ -39,16 +28,7 @@ constexpr std::array<char, 200> MakeDigitPairs() {
 }
 constexpr std::array<char, 200> kDigitPairs = MakeDigitPairs();
 
-inline int HexValue(char c) { return kHex[static_cast<unsigned char>(c)]; }
-inline bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\r'; }
-inline bool IsDigit(char c) { return c >= '0' && c <= '9'; }
-
-constexpr std::int64_t kNsPerSecond = 1000000000;
 constexpr std::uint64_t kMaxSeconds = static_cast<std::uint64_t>(INT64_MAX / kNsPerSecond);
-constexpr std::uint32_t kStandardIdMax = 0x7FFU;
-constexpr std::uint32_t kExtendedIdMax = 0x1FFFFFFFU;
-// The kernel marks error frames with bit 29 of the identifier, and candump logs that bit as part of the id.
-constexpr std::uint32_t kErrorFlag = 0x20000000U;
 
 LineKind Malformed(const char** reason, const char* text) {
   if (reason != nullptr) {
@@ -130,16 +110,7 @@ LineKind ParseCandumpLine(const char* begin, const char* end, CanFrame& frame, c
   if (p == end) {
     return LineKind::kBlank;
   }
-  frame.id = 0;
-  frame.extended = false;
-  frame.fd = false;
-  frame.remote = false;
-  frame.error = false;
-  frame.fd_flags = 0;
-  frame.length = 0;
-  frame.remote_length = 0;
-  frame.direction = '\0';
-  frame.iface = std::string_view();
+  frame.ClearHeader();
 
   // Time stamp: integers only, so that every digit a logger wrote survives exactly.
   if (*p != '(') {
@@ -310,105 +281,37 @@ LineKind ParseCandumpLine(const char* begin, const char* end, CanFrame& frame, c
 }
 
 CandumpReader::CandumpReader(int fd, std::size_t block_size)
-    : fd_(fd),
-      block_size_(block_size < kMaxLineLength + 2 ? kMaxLineLength + 2 : block_size),
-      // Room for one block behind a carried-over partial line of at most kMaxLineLength + 1 bytes.
-      buffer_(new char[block_size_ + kMaxLineLength + 2]),
-      capacity_(block_size_ + kMaxLineLength + 2) {}
+    : CandumpReader(std::make_unique<detail::ByteInput>(fd, false, block_size)) {}
 
-CandumpReader::CandumpReader(int fd, std::size_t block_size, std::string_view already_read)
-    : CandumpReader(fd, block_size) {
-  end_ = already_read.size() < capacity_ ? already_read.size() : capacity_;
-  if (end_ != 0) {
-    std::memcpy(buffer_.get(), already_read.data(), end_);
-  }
-}
+CandumpReader::CandumpReader(std::unique_ptr<detail::ByteInput> input)
+    : input_(std::move(input)), lines_(std::make_unique<detail::LineSplitter>(*input_)) {}
 
 CandumpReader::~CandumpReader() = default;
 
-bool CandumpReader::Fill() {
-  if (eof_ || failed_) {
-    return false;
-  }
-  if (begin_ != 0) {
-    std::memmove(buffer_.get(), buffer_.get() + begin_, end_ - begin_);
-    end_ -= begin_;
-    begin_ = 0;
-  }
-  for (;;) {
-    std::size_t room = capacity_ - end_;
-    if (room > block_size_) {
-      room = block_size_;
-    }
-    const ssize_t got = ::read(fd_, buffer_.get() + end_, room);
-    if (got > 0) {
-      end_ += static_cast<std::size_t>(got);
-      return true;
-    }
-    if (got == 0) {
-      eof_ = true;
-      return false;
-    }
-    if (errno == EINTR) {
-      continue;
-    }
-    errno_value_ = errno;
-    failed_ = true;
-    return false;
-  }
-}
+std::uint64_t CandumpReader::lines_read() const { return lines_->line_number(); }
 
 CandumpReader::Result CandumpReader::Next(CanFrame& frame) {
   for (;;) {
-    if (failed_) {
-      reason_ = std::strerror(errno_value_);
-      return Result::kReadError;
+    const char* begin = nullptr;
+    const char* end = nullptr;
+    switch (lines_->Next(begin, end)) {
+      case detail::LineSplitter::Status::kLine:
+        break;
+      case detail::LineSplitter::Status::kEnd:
+        return Result::kEnd;
+      case detail::LineSplitter::Status::kReadError:
+        errno_value_ = input_->errno_value();
+        reason_ = std::strerror(errno_value_);
+        return Result::kReadError;
+      case detail::LineSplitter::Status::kOverlong:
+        line_number_ = lines_->line_number();
+        reason_ = detail::LineSplitter::kOverlongReason;
+        return Result::kMalformed;
     }
-    const char* base = buffer_.get();
-    const void* newline = (begin_ < end_) ? std::memchr(base + begin_, '\n', end_ - begin_) : nullptr;
-    const char* line_begin = base + begin_;
-    const char* line_end = nullptr;
-    if (newline != nullptr) {
-      line_end = static_cast<const char*>(newline);
-      begin_ = static_cast<std::size_t>(line_end - base) + 1;
-    } else if (skipping_ || end_ - begin_ > kMaxLineLength + 1) {  // + 1: a CR may still precede the LF
-      // The line is already too long: drop what is buffered instead of growing the buffer for garbage.
-      skipping_ = true;
-      begin_ = end_ = 0;
-      if (Fill() || failed_) {
-        continue;  // more of the line to drop, or the read error to report
-      }
-      line_end = line_begin = base;  // the overlong line ends at the end of input
-    } else if (Fill() || failed_) {
-      continue;  // a longer buffer to search, or the read error to report
-    } else if (begin_ < end_) {
-      // Last line without a line end.
-      line_begin = buffer_.get() + begin_;
-      line_end = buffer_.get() + end_;
-      begin_ = end_;
-    } else {
-      return Result::kEnd;
-    }
-
-    line_number_ = ++lines_seen_;
-    if (line_end != line_begin && line_end[-1] == '\r') {
-      --line_end;
-    }
-    if (skipping_) {
-      skipping_ = false;
-      reason_ = "line longer than 4096 bytes";
-      return Result::kMalformed;
-    }
-    if (static_cast<std::size_t>(line_end - line_begin) > kMaxLineLength) {
-      reason_ = "line longer than 4096 bytes";
-      return Result::kMalformed;
-    }
-    const LineKind kind = ParseCandumpLine(line_begin, line_end, frame, &reason_);
-    if (kind == LineKind::kFrame) {
-      return Result::kFrame;
-    }
-    if (kind == LineKind::kMalformed) {
-      return Result::kMalformed;
+    line_number_ = lines_->line_number();
+    const LineKind kind = ParseCandumpLine(begin, end, frame, &reason_);
+    if (kind != LineKind::kBlank) {
+      return kind == LineKind::kFrame ? Result::kFrame : Result::kMalformed;
     }
   }
 }

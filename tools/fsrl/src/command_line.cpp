@@ -303,6 +303,17 @@ std::string LogInputOptions::RouteFormats() {
   return {};
 }
 
+std::optional<int> LogInputOptions::Parse(CommandLine& command_line, const std::vector<std::string>& args,
+                                          std::FILE* out, std::FILE* err) {
+  if (const std::optional<int> done = command_line.Parse(args, out, err)) {
+    return done;
+  }
+  if (const std::string problem = Check(); !problem.empty()) {
+    return command_line.UsageError(err, problem);
+  }
+  return std::nullopt;
+}
+
 std::string LogInputOptions::Check() {
   if (arguments.empty()) {
     return "missing LOG argument (a recording: candump log, ASC or BLF file, or '-' for standard input)";

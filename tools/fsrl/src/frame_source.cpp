@@ -15,15 +15,6 @@ namespace fsrl {
 namespace detail {
 namespace {
 
-inline bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\r'; }
-inline bool IsDigit(char c) { return c >= '0' && c <= '9'; }
-inline int HexValue(char c) { return kHexDigit[static_cast<unsigned char>(c)]; }
-
-constexpr std::int64_t kNsPerSecond = 1000000000;
-constexpr std::uint32_t kExtendedIdMax = 0x1FFFFFFFU;
-constexpr std::uint32_t kStandardIdMax = 0x7FFU;
-// Linux marks error frames with bit 29 of the identifier (linux/can.h CAN_ERR_FLAG); candump prints it in the id.
-constexpr std::uint32_t kErrorFlag = 0x20000000U;
 // Distinct interface names kept for numbering; a real recording has a handful, the cap bounds memory on garbage.
 constexpr std::size_t kMaxInterfaces = 1024;
 
@@ -157,6 +148,47 @@ LineSplitter::Status LineSplitter::Next(const char*& begin, const char*& end) {
   }
 }
 
+ReadStatus LineFrameSource::Next(CanFrame& frame) {
+  for (;;) {
+    const char* begin = nullptr;
+    const char* end = nullptr;
+    switch (lines_.Next(begin, end)) {
+      case LineSplitter::Status::kLine:
+        break;
+      case LineSplitter::Status::kOverlong:
+        position_ = lines_.line_number();
+        reason_ = LineSplitter::kOverlongReason;
+        return ReadStatus::kMalformed;
+      case LineSplitter::Status::kReadError:
+        errno_value_ = input_->errno_value();
+        reason_ = std::strerror(errno_value_);
+        return ReadStatus::kReadError;
+      case LineSplitter::Status::kEnd:
+        return ReadStatus::kEnd;
+    }
+    position_ = lines_.line_number();
+    const char* failure = nullptr;
+    if (ReadLine(begin, end, frame, failure)) {
+      return ReadStatus::kFrame;
+    }
+    if (failure != nullptr) {
+      reason_ = failure;
+      return ReadStatus::kMalformed;
+    }
+  }
+}
+
+void ChannelText::Set(CanFrame& frame, std::uint32_t channel) {
+  frame.channel = channel;
+  if (channel != last_channel_ || size_ == 0) {
+    const std::string text = std::to_string(channel);
+    std::memcpy(text_, text.data(), text.size());
+    size_ = text.size();
+    last_channel_ = channel;
+  }
+  frame.iface = std::string_view(text_, size_);
+}
+
 // ---- InterfaceNumbers ------------------------------------------------------------------------------------------
 
 namespace {
@@ -269,17 +301,7 @@ bool LocalTimeToEpochNs(int year, int month, int day, int hour, int minute, int 
 
 const char* ParseCandumpLongLine(const char* begin, const char* end, CanFrame& frame, std::int64_t& time_ns,
                                  bool& has_time) {
-  frame.id = 0;
-  frame.extended = false;
-  frame.fd = false;
-  frame.remote = false;
-  frame.error = false;
-  frame.fd_flags = 0;
-  frame.length = 0;
-  frame.remote_length = 0;
-  frame.direction = '\0';
-  frame.iface = std::string_view();
-  frame.channel = 0;
+  frame.ClearHeader();
   time_ns = 0;
   has_time = false;
 
@@ -425,99 +447,70 @@ namespace {
 
 // ---- the candump sources ---------------------------------------------------------------------------------------
 
-class CandumpSource final : public FrameSource {
+// The `-l` form goes through the tools' own reader, whose parser inlines into its loop; the reader takes over the
+// input with the bytes looked at to tell the format.
+class CandumpLogSource final : public FrameSource {
  public:
-  CandumpSource(std::unique_ptr<ByteInput> input, std::string name, LogFormat format, int fd)
-      : FrameSource(format, std::move(name)), input_(std::move(input)), lines_(*input_) {
-    if (format == LogFormat::kCandumpLog) {
-      // The `-l` form goes through the tools' own reader, whose parser inlines into its loop; it starts with the
-      // bytes looked at to tell the format.
-      reader_ = std::make_unique<CandumpReader>(fd, kBlockSize, std::string_view(input_->data(), input_->size()));
-      input_->DropAll();
-    }
-  }
+  CandumpLogSource(std::unique_ptr<ByteInput> input, std::string name)
+      : FrameSource(LogFormat::kCandumpLog, std::move(name)), reader_(std::move(input)) {}
 
-  std::uint64_t lines_read() const override {
-    return reader_ != nullptr ? reader_->lines_read() : lines_.line_number();
-  }
+  std::uint64_t lines_read() const override { return reader_.lines_read(); }
 
   ReadStatus Next(CanFrame& frame) override {
-    if (reader_ != nullptr) {
-      const CandumpReader::Result result = reader_->Next(frame);
-      position_ = reader_->line_number();
-      switch (result) {
-        case CandumpReader::Result::kFrame:
-          numbers_.Number(frame);
-          return ReadStatus::kFrame;
-        case CandumpReader::Result::kMalformed:
-          reason_ = reader_->reason();
-          return ReadStatus::kMalformed;
-        case CandumpReader::Result::kReadError:
-          errno_value_ = reader_->errno_value();
-          reason_ = reader_->reason();
-          return ReadStatus::kReadError;
-        case CandumpReader::Result::kEnd:
-          break;
-      }
-      return ReadStatus::kEnd;
-    }
-    for (;;) {
-      const char* begin = nullptr;
-      const char* end = nullptr;
-      const LineSplitter::Status status = lines_.Next(begin, end);
-      if (status == LineSplitter::Status::kEnd) {
-        return ReadStatus::kEnd;
-      }
-      if (status == LineSplitter::Status::kReadError) {
-        errno_value_ = input_->errno_value();
-        reason_ = std::strerror(errno_value_);
-        return ReadStatus::kReadError;
-      }
-      position_ = lines_.line_number();
-      if (status == LineSplitter::Status::kOverlong) {
-        reason_ = "line longer than 4096 bytes";
+    const CandumpReader::Result result = reader_.Next(frame);
+    position_ = reader_.line_number();
+    switch (result) {
+      case CandumpReader::Result::kFrame:
+        numbers_.Number(frame);
+        return ReadStatus::kFrame;
+      case CandumpReader::Result::kMalformed:
+        reason_ = reader_.reason();
         return ReadStatus::kMalformed;
-      }
-      if (format_ == LogFormat::kCandumpLog) {
-        const char* reason = nullptr;
-        const LineKind kind = ParseCandumpLine(begin, end, frame, &reason);
-        if (kind == LineKind::kBlank) {
-          continue;
-        }
-        if (kind == LineKind::kMalformed) {
-          reason_ = reason;
-          return ReadStatus::kMalformed;
-        }
-      } else {
-        if (SkipBlanks(begin, end) == end) {
-          continue;
-        }
-        std::int64_t time_ns = 0;
-        bool has_time = false;
-        const char* failure = ParseCandumpLongLine(begin, end, frame, time_ns, has_time);
-        if (failure != nullptr) {
-          reason_ = failure;
-          return ReadStatus::kMalformed;
-        }
-        if (format_ == LogFormat::kCandumpLongDelta) {
-          if (time_ns > INT64_MAX - sum_ns_) {
-            reason_ = "accumulated delta time out of range (more than 2^63-1 nanoseconds)";
-            return ReadStatus::kMalformed;
-          }
-          sum_ns_ += time_ns;
-          time_ns = sum_ns_;
-        }
-        frame.timestamp_ns = time_ns;
-      }
-      numbers_.Number(frame);
-      return ReadStatus::kFrame;
+      case CandumpReader::Result::kReadError:
+        errno_value_ = reader_.errno_value();
+        reason_ = reader_.reason();
+        return ReadStatus::kReadError;
+      case CandumpReader::Result::kEnd:
+        break;
     }
+    return ReadStatus::kEnd;
   }
 
  private:
-  std::unique_ptr<ByteInput> input_;  // owns the descriptor, and reads the human-readable forms
-  LineSplitter lines_;
-  std::unique_ptr<CandumpReader> reader_;
+  CandumpReader reader_;
+  InterfaceNumbers numbers_;
+};
+
+// The human-readable forms, with absolute, delta, zero-based or no time stamps.
+class CandumpLongSource final : public LineFrameSource {
+ public:
+  CandumpLongSource(std::unique_ptr<ByteInput> input, std::string name, LogFormat format)
+      : LineFrameSource(std::move(input), format, std::move(name)) {}
+
+ private:
+  bool ReadLine(const char* begin, const char* end, CanFrame& frame, const char*& failure) override {
+    if (SkipBlanks(begin, end) == end) {
+      return false;
+    }
+    std::int64_t time_ns = 0;
+    bool has_time = false;
+    failure = ParseCandumpLongLine(begin, end, frame, time_ns, has_time);
+    if (failure != nullptr) {
+      return false;
+    }
+    if (format_ == LogFormat::kCandumpLongDelta) {
+      if (time_ns > INT64_MAX - sum_ns_) {
+        failure = "accumulated delta time out of range (more than 2^63-1 nanoseconds)";
+        return false;
+      }
+      sum_ns_ += time_ns;
+      time_ns = sum_ns_;
+    }
+    frame.timestamp_ns = time_ns;
+    numbers_.Number(frame);
+    return true;
+  }
+
   InterfaceNumbers numbers_;
   std::int64_t sum_ns_ = 0;
 };
@@ -525,8 +518,10 @@ class CandumpSource final : public FrameSource {
 }  // namespace
 
 std::unique_ptr<FrameSource> MakeCandumpSource(std::unique_ptr<ByteInput> input, std::string name, LogFormat format) {
-  const int fd = input->fd();
-  return std::make_unique<CandumpSource>(std::move(input), std::move(name), format, fd);
+  if (format == LogFormat::kCandumpLog) {
+    return std::make_unique<CandumpLogSource>(std::move(input), std::move(name));
+  }
+  return std::make_unique<CandumpLongSource>(std::move(input), std::move(name), format);
 }
 
 }  // namespace detail

@@ -27,6 +27,17 @@ constexpr std::array<std::int8_t, 256> MakeHexDigitTable() {
 /// Value of a hex digit, or -1: one lookup per character.
 inline constexpr std::array<std::int8_t, 256> kHexDigit = MakeHexDigitTable();
 
+inline int HexValue(char c) { return kHexDigit[static_cast<unsigned char>(c)]; }
+inline bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\r'; }
+inline bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
+constexpr std::int64_t kNsPerSecond = 1000000000;
+/// Highest identifier of a standard (11-bit) and of an extended (29-bit) frame.
+constexpr std::uint32_t kStandardIdMax = 0x7FFU;
+constexpr std::uint32_t kExtendedIdMax = 0x1FFFFFFFU;
+/// Linux marks error frames with bit 29 of the identifier (linux/can.h CAN_ERR_FLAG); candump prints it in the id.
+constexpr std::uint32_t kErrorFlag = 0x20000000U;
+
 /// @brief Reads @p count bytes written as "HH HH HH" (two hex digits each, one blank between) from @p p, the way
 /// every text log writes its data bytes; advances @p p past them. False, with nothing consumed, when the text
 /// has another shape (the caller then reads token by token).
@@ -110,6 +121,8 @@ class ByteInput {
 class LineSplitter {
  public:
   enum class Status { kLine, kOverlong, kEnd, kReadError };
+  /// What a reader reports for a kOverlong line.
+  static constexpr const char* kOverlongReason = "line longer than 4096 bytes";
   explicit LineSplitter(ByteInput& input) : input_(input) {}
   /// The next line in [begin, end), valid until the next call.
   Status Next(const char*& begin, const char*& end);
@@ -119,6 +132,38 @@ class LineSplitter {
   ByteInput& input_;
   bool skipping_ = false;
   std::uint64_t line_number_ = 0;
+};
+
+/// A frame source that reads text lines: one place for the end of input, read failures and overlong lines; the
+/// format's own class reads each line.
+class LineFrameSource : public FrameSource {
+ public:
+  std::uint64_t lines_read() const override { return lines_.line_number(); }
+  ReadStatus Next(CanFrame& frame) final;
+
+ protected:
+  LineFrameSource(std::unique_ptr<ByteInput> input, LogFormat format, std::string name)
+      : FrameSource(format, std::move(name)), input_(std::move(input)), lines_(*input_) {}
+
+  /// @brief Reads the line [@p begin, @p end). True with a frame; false with @p failure set for a malformed line,
+  /// or left null for a line without a frame (blank, a header, an event).
+  virtual bool ReadLine(const char* begin, const char* end, CanFrame& frame, const char*& failure) = 0;
+
+ private:
+  std::unique_ptr<ByteInput> input_;
+  LineSplitter lines_;
+};
+
+/// The text of a numbered channel for CanFrame::iface, kept for the frames that follow on the same channel.
+class ChannelText {
+ public:
+  /// Sets frame.channel to @p channel and points frame.iface at its decimal text.
+  void Set(CanFrame& frame, std::uint32_t channel);
+
+ private:
+  std::uint32_t last_channel_ = 0;
+  char text_[16] = {};
+  std::size_t size_ = 0;
 };
 
 /// Numbers interface names from 1 in the order they first appear; the names are copied, so a frame's iface can

@@ -165,11 +165,26 @@ ReplayMcapSink::ReplayMcapSink(std::FILE* file, McapOptions options) : writer_(f
   status_channel_ = writer_.AddChannel(status, kMcapStatusTopic, "json");
 }
 
-void ReplayMcapSink::WriteTransform(std::uint64_t t_ns, float x, float y, float phi) {
+std::optional<std::uint64_t> ReplayMcapSink::MessageTime(std::int64_t t_ns) {
+  if (finished_) {
+    return std::nullopt;
+  }
+  if (t_ns < 0) {
+    ++before_epoch_;
+    return std::nullopt;
+  }
+  return static_cast<std::uint64_t>(t_ns);
+}
+
+void ReplayMcapSink::StartMessage(std::uint64_t t_ns) {
   message_.clear();
   message_ += '{';
   Key(message_, "timestamp");
   AppendTime(message_, t_ns);
+}
+
+void ReplayMcapSink::WriteTransform(std::uint64_t t_ns, float x, float y, float phi) {
+  StartMessage(t_ns);
   message_ += R"(,"parent_frame_id":")";
   message_ += kMcapVehicleFrame;
   message_ += R"(","child_frame_id":")";
@@ -189,14 +204,11 @@ void ReplayMcapSink::WriteTransform(std::uint64_t t_ns, float x, float y, float 
 }
 
 void ReplayMcapSink::OnDetections(std::int64_t t_ns, const radar_service::CornerRadarDetections& scan) {
-  if (finished_) {
+  const std::optional<std::uint64_t> message_time = MessageTime(t_ns);
+  if (!message_time) {
     return;
   }
-  if (t_ns < 0) {
-    ++before_epoch_;
-    return;
-  }
-  const auto time = static_cast<std::uint64_t>(t_ns);
+  const std::uint64_t time = *message_time;
   const radar_service::RadarMountingInformation& mounting = scan.info().mounting_information();
   const float x_offset = mounting.x_offset();
   const float y_offset = mounting.y_offset();
@@ -235,10 +247,7 @@ void ReplayMcapSink::OnDetections(std::int64_t t_ns, const radar_service::Corner
     points_.push_back(static_cast<char>(detection.is_dynamic() ? 1 : 0));
   }
 
-  message_.clear();
-  message_ += '{';
-  Key(message_, "timestamp");
-  AppendTime(message_, time);
+  StartMessage(time);
   message_ += R"(,"frame_id":")";
   message_ += kMcapVehicleFrame;
   message_ += R"(","pose":{"position":{"x":0,"y":0,"z":0},"orientation":{"x":0,"y":0,"z":0,"w":1}},)";
@@ -264,18 +273,12 @@ void ReplayMcapSink::OnDetections(std::int64_t t_ns, const radar_service::Corner
 }
 
 void ReplayMcapSink::OnStatus(std::int64_t t_ns, const radar_service::RadarStatus& status) {
-  if (finished_) {
+  const std::optional<std::uint64_t> message_time = MessageTime(t_ns);
+  if (!message_time) {
     return;
   }
-  if (t_ns < 0) {
-    ++before_epoch_;
-    return;
-  }
-  const auto time = static_cast<std::uint64_t>(t_ns);
-  message_.clear();
-  message_ += '{';
-  Key(message_, "timestamp");
-  AppendTime(message_, time);
+  const std::uint64_t time = *message_time;
+  StartMessage(time);
   message_ += ',';
   Key(message_, "t");
   char seconds[32];

@@ -79,20 +79,13 @@ void WriteSummaryJson(const ReplaySummary& summary, std::FILE* out) {
   OutputBuffer output(out, std::size_t{1} << 14);
   JsonWriter json(output);
   json.BeginObject();
-  json.Key("cycles");
-  json.UInt(summary.cycles);
-  json.Key("failed_cycles");
-  json.UInt(summary.failed_cycles);
-  json.Key("lost_comm_cycles");
-  json.UInt(summary.lost_comm_cycles);
-  json.Key("detection_scans");
-  json.UInt(summary.detection_scans);
-  json.Key("status_publications");
-  json.UInt(summary.status_publications);
-  json.Key("frames");
-  json.UInt(summary.frames);
-  json.Key("frames_handed_over");
-  json.UInt(summary.frames_handed_over());
+  json.UIntMember("cycles", summary.cycles);
+  json.UIntMember("failed_cycles", summary.failed_cycles);
+  json.UIntMember("lost_comm_cycles", summary.lost_comm_cycles);
+  json.UIntMember("detection_scans", summary.detection_scans);
+  json.UIntMember("status_publications", summary.status_publications);
+  json.UIntMember("frames", summary.frames);
+  json.UIntMember("frames_handed_over", summary.frames_handed_over());
   json.Key("frames_per_group");
   json.BeginObject();
   for (std::size_t group = 0; group < kGroupCount; ++group) {
@@ -100,16 +93,11 @@ void WriteSummaryJson(const ReplaySummary& summary, std::FILE* out) {
     json.UInt(summary.frames_per_group[group]);
   }
   json.EndObject();
-  json.Key("unmapped_frames");
-  json.UInt(summary.unmapped_frames);
-  json.Key("remote_frames");
-  json.UInt(summary.remote_frames);
-  json.Key("error_frames");
-  json.UInt(summary.error_frames);
-  json.Key("malformed_lines");
-  json.UInt(summary.malformed_lines);
-  json.Key("filtered_frames");
-  json.UInt(summary.filtered_frames);
+  json.UIntMember("unmapped_frames", summary.unmapped_frames);
+  json.UIntMember("remote_frames", summary.remote_frames);
+  json.UIntMember("error_frames", summary.error_frames);
+  json.UIntMember("malformed_lines", summary.malformed_lines);
+  json.UIntMember("filtered_frames", summary.filtered_frames);
   json.Key("lost_comm_periods");
   json.BeginArray();
   for (const LostCommPeriod& period : summary.lost_comm_periods) {
@@ -125,14 +113,11 @@ void WriteSummaryJson(const ReplaySummary& summary, std::FILE* out) {
     json.EndObject();
   }
   json.EndArray();
-  json.Key("lost_comm_period_count");
-  json.UInt(summary.lost_comm_period_count);
+  json.UIntMember("lost_comm_period_count", summary.lost_comm_period_count);
   json.Key("lost_comm_ms");
   json.Double(static_cast<double>(summary.lost_comm_ns) / 1e6);
-  json.Key("clock_jumps_forward");
-  json.UInt(summary.clock_jumps_forward);
-  json.Key("clock_jumps_backward");
-  json.UInt(summary.clock_jumps_backward);
+  json.UIntMember("clock_jumps_forward", summary.clock_jumps_forward);
+  json.UIntMember("clock_jumps_backward", summary.clock_jumps_backward);
   json.Key("process_fsrl_input_us");
   json.BeginObject();
   json.Key("p50");
@@ -150,8 +135,7 @@ void WriteSummaryJson(const ReplaySummary& summary, std::FILE* out) {
   json.Double(static_cast<double>(summary.alive_timeout_ns) / 1e6);
   json.Key("clock_jump_ms");
   json.Double(static_cast<double>(summary.clock_jump_threshold_ns) / 1e6);
-  json.Key("hal_log_lines");
-  json.UInt(summary.hal_log_lines);
+  json.UIntMember("hal_log_lines", summary.hal_log_lines);
   json.EndObject();
   json.EndLine();
   output.Flush();

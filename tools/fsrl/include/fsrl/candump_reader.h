@@ -23,6 +23,11 @@
 
 namespace fsrl {
 
+namespace detail {
+class ByteInput;
+class LineSplitter;
+}  // namespace detail
+
 /// One frame of a log line.
 struct CanFrame {
   std::int64_t timestamp_ns = 0;   ///< the line's time stamp, exact, in nanoseconds
@@ -40,6 +45,22 @@ struct CanFrame {
   /// candump interfaces in the order they first appear; 0 when nothing numbered it (ParseCandumpLine).
   std::uint32_t channel = 0;
   std::uint8_t data[64] = {};  ///< the data bytes; bytes from `length` on carry no meaning
+
+  /// Clears every field but the time stamp and the data bytes, which a reader sets for each frame anyway, so that
+  /// nothing of the previous frame read into the same object survives.
+  void ClearHeader() {
+    id = 0;
+    extended = false;
+    fd = false;
+    remote = false;
+    error = false;
+    fd_flags = 0;
+    length = 0;
+    remote_length = 0;
+    direction = '\0';
+    iface = std::string_view();
+    channel = 0;
+  }
 };
 
 /// Outcome of parsing one line.
@@ -76,9 +97,9 @@ class CandumpReader {
   /// @param fd descriptor to read from, for example STDIN_FILENO
   /// @param block_size how much to request from the system per read
   explicit CandumpReader(int fd, std::size_t block_size = std::size_t{1} << 20);
-  /// @brief As above, with @p already_read, bytes taken from @p fd before (at most block_size + kMaxLineLength + 2;
-  /// more are dropped), read first: a caller that looked at the start of a stream to tell its format hands it on.
-  CandumpReader(int fd, std::size_t block_size, std::string_view already_read);
+  /// @brief Reads what @p input has buffered first, then the rest of its descriptor: a frame source that looked at
+  /// the start of a stream to tell its format hands the stream on this way.
+  explicit CandumpReader(std::unique_ptr<detail::ByteInput> input);
   ~CandumpReader();
   CandumpReader(const CandumpReader&) = delete;
   CandumpReader& operator=(const CandumpReader&) = delete;
@@ -89,26 +110,16 @@ class CandumpReader {
   /// @brief The line of the last frame or malformed line returned.
   std::uint64_t line_number() const { return line_number_; }
   /// @brief Number of lines read so far, blank lines included.
-  std::uint64_t lines_read() const { return lines_seen_; }
+  std::uint64_t lines_read() const;
   /// @brief Why the last line was malformed, or why reading failed.
   const char* reason() const { return reason_; }
   /// @brief errno of a kReadError, 0 otherwise.
   int errno_value() const { return errno_value_; }
 
  private:
-  bool Fill();  // false at end of input or on a read error
-
-  int fd_;
-  std::size_t block_size_;
-  std::unique_ptr<char[]> buffer_;
-  std::size_t capacity_;
-  std::size_t begin_ = 0;  // first unconsumed byte
-  std::size_t end_ = 0;    // one past the last buffered byte
-  bool eof_ = false;
-  bool skipping_ = false;  // inside an overlong line, discarding up to its end
-  bool failed_ = false;
+  std::unique_ptr<detail::ByteInput> input_;
+  std::unique_ptr<detail::LineSplitter> lines_;
   std::uint64_t line_number_ = 0;
-  std::uint64_t lines_seen_ = 0;
   const char* reason_ = "";
   int errno_value_ = 0;
 };

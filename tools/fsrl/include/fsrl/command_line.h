@@ -101,6 +101,10 @@ struct LogInputOptions {
   /// @brief After parsing: routes `--format`, reads the format, channel, filters and times. An empty string,
   /// or what is wrong (no LOG, more than one, a bad option value).
   std::string Check();
+  /// @brief Parses @p args with @p command_line, on which AddTo declared these options, then runs Check. Nothing
+  /// when the command goes on; else its exit status, with the help, the version or the usage error written.
+  std::optional<int> Parse(CommandLine& command_line, const std::vector<std::string>& args, std::FILE* out,
+                           std::FILE* err);
   /// The LOG path ("-" for standard input).
   const std::string& log_path() const { return arguments.front(); }
   /// After Check: the recording's format, kAuto to tell it from the content.

@@ -120,6 +120,11 @@ class JsonWriter {
   void Float(float value);
   /// @brief Text that the caller guarantees to be a valid JSON number, written as it is.
   void RawNumber(std::string_view number);
+  /// @brief An object member whose value is an unsigned number: Key then UInt.
+  void UIntMember(std::string_view key, std::uint64_t value) {
+    Key(key);
+    UInt(value);
+  }
   /// @brief Text that the caller guarantees to be one complete JSON value (a number, a quoted and escaped string,
   /// an object or an array), written as it is. For output that repeats the same shapes millions of times: the caller
   /// prepares the fixed parts once instead of having every key and separator written piece by piece.

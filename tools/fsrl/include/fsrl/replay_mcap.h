@@ -22,6 +22,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <optional>
 #include <string>
 
 #include "fsrl/mcap_writer.h"
@@ -56,6 +57,10 @@ class ReplayMcapSink : public ReplaySink {
 
  private:
   void WriteTransform(std::uint64_t t_ns, float x, float y, float phi);
+  // The time of a message for @p t_ns; nothing after Finish, or for a time before the epoch (counted).
+  std::optional<std::uint64_t> MessageTime(std::int64_t t_ns);
+  // Starts message_ as a JSON object with its "timestamp" field.
+  void StartMessage(std::uint64_t t_ns);
 
   McapWriter writer_;
   std::uint16_t detections_channel_ = 0;
