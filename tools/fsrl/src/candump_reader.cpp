@@ -294,7 +294,7 @@ CandumpReader::Result CandumpReader::Next(CanFrame& frame) {
   for (;;) {
     const char* begin = nullptr;
     const char* end = nullptr;
-    switch (lines_->Next(begin, end)) {
+    switch (lines_->NextInline(begin, end)) {
       case detail::LineSplitter::Status::kLine:
         break;
       case detail::LineSplitter::Status::kEnd:

@@ -104,49 +104,7 @@ bool ByteInput::Ensure(std::size_t n) {
 
 // ---- LineSplitter ----------------------------------------------------------------------------------------------
 
-LineSplitter::Status LineSplitter::Next(const char*& begin, const char*& end) {
-  for (;;) {
-    if (input_.failed()) {
-      return Status::kReadError;
-    }
-    const char* base = input_.data();
-    const std::size_t size = input_.size();
-    const void* newline = size != 0 ? std::memchr(base, '\n', size) : nullptr;
-    if (newline != nullptr) {
-      begin = base;
-      end = static_cast<const char*>(newline);
-      input_.Consume(static_cast<std::size_t>(end - base) + 1);
-    } else if (skipping_ || size > ByteInput::kMaxLineLength + 1) {  // + 1: a CR may still precede the LF
-      // Already too long: drop what is buffered instead of growing the buffer for garbage.
-      skipping_ = true;
-      input_.DropAll();
-      if (input_.Fill() || input_.failed()) {
-        continue;
-      }
-      begin = end = input_.data();  // the overlong line ends at the end of input
-    } else if (input_.Fill() || input_.failed()) {
-      continue;
-    } else if (size != 0) {
-      begin = base;  // last line without a line end
-      end = base + size;
-      input_.Consume(size);
-    } else {
-      return Status::kEnd;
-    }
-    ++line_number_;
-    if (end != begin && end[-1] == '\r') {
-      --end;
-    }
-    if (skipping_) {
-      skipping_ = false;
-      return Status::kOverlong;
-    }
-    if (static_cast<std::size_t>(end - begin) > ByteInput::kMaxLineLength) {
-      return Status::kOverlong;
-    }
-    return Status::kLine;
-  }
-}
+LineSplitter::Status LineSplitter::Next(const char*& begin, const char*& end) { return NextInline(begin, end); }
 
 ReadStatus LineFrameSource::Next(CanFrame& frame) {
   for (;;) {

@@ -126,6 +126,8 @@ class LineSplitter {
   explicit LineSplitter(ByteInput& input) : input_(input) {}
   /// The next line in [begin, end), valid until the next call.
   Status Next(const char*& begin, const char*& end);
+  /// Next, inlined into the caller: for the candump reader's loop, which parses a line in a few dozen nanoseconds.
+  Status NextInline(const char*& begin, const char*& end);
   std::uint64_t line_number() const { return line_number_; }
 
  private:
@@ -133,6 +135,50 @@ class LineSplitter {
   bool skipping_ = false;
   std::uint64_t line_number_ = 0;
 };
+
+inline LineSplitter::Status LineSplitter::NextInline(const char*& begin, const char*& end) {
+  for (;;) {
+    if (input_.failed()) {
+      return Status::kReadError;
+    }
+    const char* base = input_.data();
+    const std::size_t size = input_.size();
+    const void* newline = size != 0 ? std::memchr(base, '\n', size) : nullptr;
+    if (newline != nullptr) {
+      begin = base;
+      end = static_cast<const char*>(newline);
+      input_.Consume(static_cast<std::size_t>(end - base) + 1);
+    } else if (skipping_ || size > ByteInput::kMaxLineLength + 1) {  // + 1: a CR may still precede the LF
+      // Already too long: drop what is buffered instead of growing the buffer for garbage.
+      skipping_ = true;
+      input_.DropAll();
+      if (input_.Fill() || input_.failed()) {
+        continue;
+      }
+      begin = end = input_.data();  // the overlong line ends at the end of input
+    } else if (input_.Fill() || input_.failed()) {
+      continue;
+    } else if (size != 0) {
+      begin = base;  // last line without a line end
+      end = base + size;
+      input_.Consume(size);
+    } else {
+      return Status::kEnd;
+    }
+    ++line_number_;
+    if (end != begin && end[-1] == '\r') {
+      --end;
+    }
+    if (skipping_) {
+      skipping_ = false;
+      return Status::kOverlong;
+    }
+    if (static_cast<std::size_t>(end - begin) > ByteInput::kMaxLineLength) {
+      return Status::kOverlong;
+    }
+    return Status::kLine;
+  }
+}
 
 /// A frame source that reads text lines: one place for the end of input, read failures and overlong lines; the
 /// format's own class reads each line.
