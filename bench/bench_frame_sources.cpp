@@ -10,14 +10,13 @@
 
 #include <benchmark/benchmark.h>
 
+#include "bench_frames.h"
 #include "fsrl/candump_reader.h"
 #include "fsrl/frame_source.h"
 #include "fsrl/simulator.h"
 
 namespace {
 
-// 400 scans of 52 frames: 20,800 frames, a few MiB of text, enough that opening the file is noise.
-constexpr std::uint32_t kScans = 400;
 // Uncompressed bytes per BLF container, the size common writers use (128 KiB).
 constexpr std::size_t kContainerBytes = 131072;
 
@@ -183,18 +182,11 @@ class Recording {
   bool ok_ = false;
 };
 
-const std::vector<fsrl::CanFrame>& Frames() {
-  static const std::vector<fsrl::CanFrame> frames = [] {
-    fsrl::SimulationOptions options;
-    options.scans = kScans;
-    return fsrl::Simulate(options).frames;
-  }();
-  return frames;
-}
+using fsrl_bench::SimulatedFrames;
 
 // The baseline: CandumpReader over the `-l` log, as `fsrl decode` reads it today.
 void BM_CandumpReader_LogBaseline(benchmark::State& state) {
-  static const Recording recording(CandumpLog(Frames()));
+  static const Recording recording(CandumpLog(SimulatedFrames()));
   if (!recording.ok()) {
     state.SkipWithError("cannot write the recording");
     return;
@@ -245,7 +237,7 @@ void RunSource(benchmark::State& state, const Recording& recording, fsrl::LogFor
       ++frames;
     }
   }
-  if (problems != 0 || frames != static_cast<std::int64_t>(state.iterations() * Frames().size())) {
+  if (problems != 0 || frames != static_cast<std::int64_t>(state.iterations() * SimulatedFrames().size())) {
     state.SkipWithError("the recording did not read back whole");
   }
   // Frames per second is the measure; bytes per second shows how much of a difference is the format's size.
@@ -254,31 +246,31 @@ void RunSource(benchmark::State& state, const Recording& recording, fsrl::LogFor
 }
 
 void BM_FrameSource_CandumpLog(benchmark::State& state) {
-  static const Recording recording(CandumpLog(Frames()));
+  static const Recording recording(CandumpLog(SimulatedFrames()));
   RunSource(state, recording, fsrl::LogFormat::kAuto);
 }
 BENCHMARK(BM_FrameSource_CandumpLog)->Unit(benchmark::kMillisecond);
 
 void BM_FrameSource_CandumpLong(benchmark::State& state) {
-  static const Recording recording(CandumpLong(Frames()));
+  static const Recording recording(CandumpLong(SimulatedFrames()));
   RunSource(state, recording, fsrl::LogFormat::kAuto);
 }
 BENCHMARK(BM_FrameSource_CandumpLong)->Unit(benchmark::kMillisecond);
 
 void BM_FrameSource_Asc(benchmark::State& state) {
-  static const Recording recording(Asc(Frames()));
+  static const Recording recording(Asc(SimulatedFrames()));
   RunSource(state, recording, fsrl::LogFormat::kAuto);
 }
 BENCHMARK(BM_FrameSource_Asc)->Unit(benchmark::kMillisecond);
 
 void BM_FrameSource_BlfZlib(benchmark::State& state) {
-  static const Recording recording(Blf(Frames(), true));
+  static const Recording recording(Blf(SimulatedFrames(), true));
   RunSource(state, recording, fsrl::LogFormat::kAuto);
 }
 BENCHMARK(BM_FrameSource_BlfZlib)->Unit(benchmark::kMillisecond);
 
 void BM_FrameSource_BlfUncompressed(benchmark::State& state) {
-  static const Recording recording(Blf(Frames(), false));
+  static const Recording recording(Blf(SimulatedFrames(), false));
   RunSource(state, recording, fsrl::LogFormat::kAuto);
 }
 BENCHMARK(BM_FrameSource_BlfUncompressed)->Unit(benchmark::kMillisecond);

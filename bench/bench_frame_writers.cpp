@@ -10,22 +10,13 @@
 
 #include <benchmark/benchmark.h>
 
+#include "bench_frames.h"
 #include "fsrl/frame_writer.h"
 #include "fsrl/simulator.h"
 
 namespace {
 
-// 400 scans of 52 frames: 20,800 frames, enough that opening and closing the file is noise.
-constexpr std::uint32_t kScans = 400;
-
-const std::vector<fsrl::CanFrame>& Frames() {
-  static const std::vector<fsrl::CanFrame> frames = [] {
-    fsrl::SimulationOptions options;
-    options.scans = kScans;
-    return fsrl::Simulate(options).frames;
-  }();
-  return frames;
-}
+using fsrl_bench::SimulatedFrames;
 
 // A file name in the temporary directory with @p extension, removed when the process ends.
 class OutputPath {
@@ -54,7 +45,7 @@ class OutputPath {
 
 // Opens the output by its name as `fsrl simulate --out` does, writes every frame and finishes the file.
 void WriteAll(benchmark::State& state, const char* extension) {
-  static const std::vector<fsrl::CanFrame>& frames = Frames();
+  static const std::vector<fsrl::CanFrame>& frames = SimulatedFrames();
   const OutputPath output(extension);
   if (output.path().empty()) {
     state.SkipWithError("no temporary file name");

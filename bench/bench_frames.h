@@ -16,6 +16,7 @@
 #include "fsrl/candump_reader.h"
 #include "fsrl/frame_builder.h"
 #include "fsrl/frame_map.h"
+#include "fsrl/simulator.h"
 #include "zol/signalcomm/signal_comm.h"
 
 namespace fsrl_bench {
@@ -107,6 +108,16 @@ class IterationTimes {
 
   std::vector<double> seconds_;
 };
+
+/// The frames of 400 simulated scans (20,800 frames, enough that opening and closing a file is noise), made once.
+inline const std::vector<fsrl::CanFrame>& SimulatedFrames() {
+  static const std::vector<fsrl::CanFrame> frames = [] {
+    fsrl::SimulationOptions options;
+    options.scans = 400;
+    return fsrl::Simulate(options).frames;
+  }();
+  return frames;
+}
 
 }  // namespace fsrl_bench
 

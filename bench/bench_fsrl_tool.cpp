@@ -101,18 +101,27 @@ void BM_CandumpParse(benchmark::State& state) {
 }
 BENCHMARK(BM_CandumpParse);
 
+// /dev/null for a command's output; null, with the benchmark skipped, when it or the log is missing.
+std::FILE* OpenSink(benchmark::State& state, const BenchLog& log) {
+  std::FILE* sink = std::fopen("/dev/null", "w");
+  if (log.ok() && sink != nullptr) {
+    return sink;
+  }
+  state.SkipWithError("cannot write the log or open /dev/null");
+  if (sink != nullptr) {
+    std::fclose(sink);
+  }
+  return nullptr;
+}
+
 // `fsrl decode LOG` over the simulated log with standard output and error going to /dev/null: every frame
 // published, read through the adapter's typed read and written as one line of JSON. Items are decoded frames, per
 // second of the process's CPU time: the command is single-threaded, so on an idle machine that is its wall-clock
 // rate, and on a loaded one it is not distorted by the time the process waits for a processor.
 void BM_FsrlDecode_Throughput(benchmark::State& state) {
   const BenchLog log;
-  std::FILE* sink = std::fopen("/dev/null", "w");
-  if (!log.ok() || sink == nullptr) {
-    state.SkipWithError("cannot write the log or open /dev/null");
-    if (sink != nullptr) {
-      std::fclose(sink);
-    }
+  std::FILE* sink = OpenSink(state, log);
+  if (sink == nullptr) {
     return;
   }
   std::int64_t frames = 0;
@@ -137,12 +146,8 @@ BENCHMARK(BM_FsrlDecode_Throughput)->Unit(benchmark::kMillisecond);
 // JSON. Items are the log's scans, per second of CPU time as for the decode benchmark.
 void BM_FsrlReplay_Throughput(benchmark::State& state) {
   const BenchLog log;
-  std::FILE* sink = std::fopen("/dev/null", "w");
-  if (!log.ok() || sink == nullptr) {
-    state.SkipWithError("cannot write the log or open /dev/null");
-    if (sink != nullptr) {
-      std::fclose(sink);
-    }
+  std::FILE* sink = OpenSink(state, log);
+  if (sink == nullptr) {
     return;
   }
   // The scans of the log: one status 1 frame each (standard id 0x432 on the default frame map).

@@ -596,21 +596,32 @@ int ServiceCore::SetNotificationConfig(Call& call, SignalComm_Context_t context,
   return SIGNALCOMM_OK;
 }
 
+int ServiceCore::ResolveSlot(Call& call, SignalComm_SignalGroupCache_t cache, const SignalComm_Signal& signal,
+                             const Cache*& found, const Slot*& slot) const {
+  found = FindCache(cache);
+  if (found == nullptr) {
+    call.Misuse("unknown cache");
+    return SIGNALCOMM_E_INVALID;
+  }
+  slot = FindSlot(*found, signal);
+  if (slot == nullptr) {
+    call.Misuse("signal not in the cache");
+    return SIGNALCOMM_E_NOT_FOUND;
+  }
+  return SIGNALCOMM_OK;
+}
+
 int ServiceCore::GetByteArray(Call& call, SignalComm_SignalGroupCache_t cache, const SignalComm_Signal* signal,
                               std::size_t buffer_length, std::uint8_t* buffer, std::size_t* written) {
   if (signal == nullptr || written == nullptr || (buffer == nullptr && buffer_length > 0)) {
     call.Misuse("null argument");
     return SIGNALCOMM_E_INVALID;
   }
-  const Cache* found = FindCache(cache);
-  if (found == nullptr) {
-    call.Misuse("unknown cache");
-    return SIGNALCOMM_E_INVALID;
-  }
-  const Slot* slot = FindSlot(*found, *signal);
-  if (slot == nullptr) {
-    call.Misuse("signal not in the cache");
-    return SIGNALCOMM_E_NOT_FOUND;
+  const Cache* found = nullptr;
+  const Slot* slot = nullptr;
+  const int resolved = ResolveSlot(call, cache, *signal, found, slot);
+  if (resolved != SIGNALCOMM_OK) {
+    return resolved;
   }
   if (buffer_length < slot->received_length) {
     call.MisuseFormatted("buffer of {} bytes for a payload of {} bytes", buffer_length, slot->received_length);
@@ -632,15 +643,11 @@ int ServiceCore::GetByteArrayBuffer(Call& call, SignalComm_SignalGroupCache_t ca
     call.Misuse("null argument");
     return SIGNALCOMM_E_INVALID;
   }
-  const Cache* found = FindCache(cache);
-  if (found == nullptr) {
-    call.Misuse("unknown cache");
-    return SIGNALCOMM_E_INVALID;
-  }
-  const Slot* slot = FindSlot(*found, *signal);
-  if (slot == nullptr) {
-    call.Misuse("signal not in the cache");
-    return SIGNALCOMM_E_NOT_FOUND;
+  const Cache* found = nullptr;
+  const Slot* slot = nullptr;
+  const int resolved = ResolveSlot(call, cache, *signal, found, slot);
+  if (resolved != SIGNALCOMM_OK) {
+    return resolved;
   }
   *data = found->bytes.data() + slot->offset;
   *size = slot->received_length;

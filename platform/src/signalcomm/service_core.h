@@ -188,6 +188,9 @@ class ServiceCore {
   ContextRecord* FindContext(SignalComm_Context_t handle) const;
   Cache* FindCache(SignalComm_SignalGroupCache_t handle) const;
   static const Slot* FindSlot(const Cache& cache, const SignalComm_Signal& signal);
+  // The cache and the slot of @p signal in it, or the misuse reported and its code when either is unknown.
+  int ResolveSlot(Call& call, SignalComm_SignalGroupCache_t cache, const SignalComm_Signal& signal, const Cache*& found,
+                  const Slot*& slot) const;
   std::uint64_t NextHandle();
   void DefineLocked(zol::string_view name, std::size_t length);
   int PublishLocked(Group& group, zol::memory::span<const std::uint8_t> payload);
