@@ -62,6 +62,14 @@ class AdapterFixture {
   AdapterFixture(const AdapterFixture&) = delete;
   AdapterFixture& operator=(const AdapterFixture&) = delete;
 
+  // False, with the benchmark skipped, when the adapter could not be created.
+  bool Ready(benchmark::State& state) const {
+    if (!adapter_) {
+      state.SkipWithError("no signal adapter");
+    }
+    return static_cast<bool>(adapter_);
+  }
+
   zol::ScopedManualClock clock_{zol::MonoClock::time_point(std::chrono::seconds(20))};
   fsrl_bench::ScanFrames frames_;
   zol::afw::core::Executable executable_{"vehicle"};
@@ -83,8 +91,7 @@ void ReportReads(benchmark::State& state, fsrl_bench::IterationTimes& times, std
 // group cache. The time reported is that of one read: the 40 reads' time divided by 40.
 void BM_TypedRead_DetectionGroup(benchmark::State& state) {
   AdapterFixture fixture;
-  if (!fixture.adapter_) {
-    state.SkipWithError("no signal adapter");
+  if (!fixture.Ready(state)) {
     return;
   }
   std::uint64_t k = 0;
@@ -111,8 +118,7 @@ BENCHMARK(BM_TypedRead_DetectionGroup)->UseManualTime();
 // and the transaction's beginning are not timed, the read's retrieval of the group cache is.
 void BM_TypedRead_Status1(benchmark::State& state) {
   AdapterFixture fixture;
-  if (!fixture.adapter_) {
-    state.SkipWithError("no signal adapter");
+  if (!fixture.Ready(state)) {
     return;
   }
   std::uint64_t k = 0;

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 
 #include "zol/e2e/e2e_protection.h"
 #include "zol/log/logging.h"
@@ -20,6 +21,38 @@ class NullSink : public zol::log::Sink {
 
 /// Installs a NullSink for the rest of the process, once.
 void SilenceLog();
+
+/// Hands out a fuzz input's bytes; past its end every byte reads as zero.
+class Cursor {
+ public:
+  Cursor(const std::uint8_t* data, std::size_t size) : data_(data), size_(size) {}
+  bool done() const { return pos_ >= size_; }
+  std::uint8_t Byte() { return pos_ < size_ ? data_[pos_++] : 0; }
+  /// The next @p n bytes into @p out, which has room for them.
+  void Bytes(std::uint8_t* out, std::size_t n) {
+    const std::size_t taken = n < size_ - pos_ ? n : size_ - pos_;
+    if (taken != 0) {
+      std::memcpy(out, data_ + pos_, taken);
+    }
+    if (n > taken) {
+      std::memset(out + taken, 0, n - taken);
+    }
+    pos_ += taken;
+  }
+  /// The next @p bytes bytes as a little-endian number.
+  std::uint64_t Little(int bytes) {
+    std::uint64_t value = 0;
+    for (int i = 0; i < bytes; ++i) {
+      value |= static_cast<std::uint64_t>(Byte()) << (8 * i);
+    }
+    return value;
+  }
+
+ private:
+  const std::uint8_t* data_;
+  std::size_t size_;
+  std::size_t pos_ = 0;
+};
 
 /// Bumped by every target that resets the signal service, so that a target keeping a client of the service across
 /// inputs knows its client is gone and sets up a new one (the regression tests run all targets in one process).

@@ -37,31 +37,6 @@ using zol::e2e::E2E_P05CheckStatusType;
 // Bounds the work of one input whatever its size.
 constexpr std::size_t kMaxOperations = 4096;
 
-// Hands out the input's bytes; zeros once it is used up.
-class Cursor {
- public:
-  Cursor(const std::uint8_t* data, std::size_t size) : data_(data), size_(size) {}
-  bool done() const { return pos_ >= size_; }
-  std::uint8_t Byte() { return pos_ < size_ ? data_[pos_++] : 0; }
-  // Copies up to @p n bytes into @p out (which has room for @p n), zero-filling what the input does not have.
-  void Bytes(std::uint8_t* out, std::size_t n) {
-    const std::size_t available = pos_ < size_ ? size_ - pos_ : 0;
-    const std::size_t taken = n < available ? n : available;
-    if (taken != 0) {
-      std::memcpy(out, data_ + pos_, taken);
-    }
-    if (n > taken) {
-      std::memset(out + taken, 0, n - taken);
-    }
-    pos_ += taken;
-  }
-
- private:
-  const std::uint8_t* data_;
-  std::size_t size_;
-  std::size_t pos_ = 0;
-};
-
 std::uint64_t ExpectedResult(E2E_P05CheckStatusType status) {
   switch (status) {
     case zol::e2e::E2E_P05STATUS_OK:

@@ -40,32 +40,6 @@ constexpr std::size_t kMaxFrames = 128;
 constexpr std::int64_t kMaxCycles = 32;
 constexpr std::int64_t kMs = 1'000'000;
 
-class Cursor {
- public:
-  Cursor(const std::uint8_t* data, std::size_t size) : data_(data), size_(size) {}
-  bool done() const { return pos_ >= size_; }
-  std::uint8_t Byte() { return pos_ < size_ ? data_[pos_++] : 0; }
-  // The next n bytes into out; bytes past the end of the input read as zero, as Byte() reads them.
-  void Bytes(std::uint8_t* out, std::size_t n) {
-    const std::size_t available = std::min(n, size_ - pos_);
-    std::memcpy(out, data_ + pos_, available);
-    std::memset(out + available, 0, n - available);
-    pos_ += available;
-  }
-  std::uint64_t Little(int bytes) {
-    std::uint64_t value = 0;
-    for (int i = 0; i < bytes; ++i) {
-      value |= static_cast<std::uint64_t>(Byte()) << (8 * i);
-    }
-    return value;
-  }
-
- private:
-  const std::uint8_t* data_;
-  std::size_t size_;
-  std::size_t pos_ = 0;
-};
-
 std::vector<CanFrame> FramesFromText(const std::uint8_t* data, std::size_t size) {
   std::vector<CanFrame> frames;
   InputFile file(data, size);
