@@ -162,6 +162,50 @@ class HalEndToEnd : public ::testing::Test {
   }
 
   CornerRadarDetections Detections() const { return hal_.GetFsrlDetections().value(); }
+
+  void PublishStatus(const SensorScan& scan) {
+    sensor_.Publish(kStatus1Group, scan);
+    sensor_.Publish(kStatus2Group, scan);
+  }
+  // The whole scan, with the CRC of detection group @p group broken.
+  void PublishWithBadCrcIn(std::size_t group, const SensorScan& scan) {
+    PublishStatus(scan);
+    if (group > 0U) {
+      sensor_.PublishDetectionGroups(0U, group - 1U, scan);
+    }
+    sensor_.PublishWithBadCrc(group, scan);
+    if (group < 39U) {
+      sensor_.PublishDetectionGroups(group + 1U, 39U, scan);
+    }
+  }
+
+  struct ResentScan {
+    SensorScan first;
+    SensorScan resent;
+  };
+  // Scan 9's slot left half filled (the second half of the detection frames belongs to another scan), then, @p gap
+  // later, the whole scan sent again with other detection values. The alive timeout is raised: the restart of a slot
+  // needs more than a second without losing the sensor.
+  ResentScan HalfFilledSlotResentAfter(std::chrono::milliseconds gap) {
+    device_activator::DeviceActivationService::Instance().SetAliveTimeout(std::chrono::seconds(5));
+    ResentScan scans{MakeSensorScan(9U, 8000000U, 1U), {}};
+    SensorScan half = scans.first;
+    for (std::size_t group = 20U; group < 40U; ++group) {
+      half.detection_group_scan_ids[group] = 200U;
+    }
+    PublishStatus(scans.first);
+    sensor_.PublishDetectionGroups(0U, 39U, half);
+    EXPECT_EQ(Cycle(), ErrorCode::kSuccess);
+    EXPECT_TRUE(detection_scan_ids_.empty());
+
+    clock_.Advance(gap);
+    scans.resent = scans.first;
+    scans.resent.detections = MakeSensorScan(9U, 8000000U, 2U).detections;
+    sensor_.PublishDetectionGroups(0U, 39U, scans.resent);
+    EXPECT_EQ(Cycle(), ErrorCode::kSuccess);
+    return scans;
+  }
+
   RadarStatus Status() const { return hal_.GetFsrlStatus().value(); }
 
   zol::ScopedManualClock clock_{zol::MonoClock::time_point(std::chrono::seconds(100))};
@@ -217,8 +261,7 @@ TEST_F(HalEndToEnd, ConsecutiveScansAreDeliveredOneAfterTheOtherWithTheirOwnValu
 
 TEST_F(HalEndToEnd, AScanSplitOverTwoCyclesIsDeliveredWhenItsSecondHalfArrives) {
   const SensorScan scan = MakeSensorScan(33U, 2000000U, 4U);
-  sensor_.Publish(kStatus1Group, scan);
-  sensor_.Publish(kStatus2Group, scan);
+  PublishStatus(scan);
   sensor_.PublishDetectionGroups(0U, 19U, scan);
 
   // Group 20 has not arrived: the detection fetch stops there.
@@ -239,11 +282,7 @@ TEST_F(HalEndToEnd, AScanSplitOverTwoCyclesIsDeliveredWhenItsSecondHalfArrives) 
 // the scan completes once the broken group and those after it are sent again intact.
 TEST_F(HalEndToEnd, ABadCrcInOneDetectionGroupHoldsTheScanBackUntilTheGroupIsSentAgainIntact) {
   const SensorScan scan = MakeSensorScan(8U, 3000000U, 1U);
-  sensor_.Publish(kStatus1Group, scan);
-  sensor_.Publish(kStatus2Group, scan);
-  sensor_.PublishDetectionGroups(0U, 4U, scan);
-  sensor_.PublishWithBadCrc(5U, scan);
-  sensor_.PublishDetectionGroups(6U, 39U, scan);
+  PublishWithBadCrcIn(5U, scan);
 
   EXPECT_EQ(Cycle(), ErrorCode::kFailure);
   EXPECT_TRUE(detection_scan_ids_.empty());
@@ -262,11 +301,7 @@ TEST_F(HalEndToEnd, ABadCrcInOneDetectionGroupHoldsTheScanBackUntilTheGroupIsSen
 // bytes, even though only the CRC of that frame was broken.
 TEST_F(HalEndToEnd, CyclesWithoutNewDataAfterABadCrcNeverCompleteTheScanFromTheRejectedPayload) {
   const SensorScan scan = MakeSensorScan(8U, 3000000U, 1U);
-  sensor_.Publish(kStatus1Group, scan);
-  sensor_.Publish(kStatus2Group, scan);
-  sensor_.PublishDetectionGroups(0U, 4U, scan);
-  sensor_.PublishWithBadCrc(5U, scan);
-  sensor_.PublishDetectionGroups(6U, 39U, scan);
+  PublishWithBadCrcIn(5U, scan);
   ASSERT_EQ(Cycle(), ErrorCode::kFailure);
   ASSERT_TRUE(detection_scan_ids_.empty());
 
@@ -292,8 +327,7 @@ TEST_F(HalEndToEnd, CyclingFasterThanTheRadarNeverPublishesAValueFromARejectedFr
     const auto scan_id = static_cast<std::uint8_t>(10U + n);
     const SensorScan scan = MakeSensorScan(scan_id, 1000000U + 50000U * n, n + 1U);
     sent.emplace(scan_id, scan);
-    sensor_.Publish(kStatus1Group, scan);
-    sensor_.Publish(kStatus2Group, scan);
+    PublishStatus(scan);
     // A different group each time, the first and the last among them.
     const std::size_t broken_group = n % 3U == 1U ? (n * 13U) % 40U : 40U;
     for (std::size_t group = 0U; group < 40U; ++group) {
@@ -338,8 +372,7 @@ TEST_F(HalEndToEnd, CyclingFasterThanTheRadarNeverPublishesAValueFromARejectedFr
 // When the sensor moves on instead, the scan with the broken group is never published; the next one is, whole.
 TEST_F(HalEndToEnd, AfterABadCrcTheNextWholeScanIsDeliveredAndTheBrokenOneNever) {
   const SensorScan broken = MakeSensorScan(8U, 3000000U, 1U);
-  sensor_.Publish(kStatus1Group, broken);
-  sensor_.Publish(kStatus2Group, broken);
+  PublishStatus(broken);
   sensor_.PublishDetectionGroups(0U, 4U, broken);
   sensor_.PublishWithBadCrc(5U, broken);
   sensor_.PublishDetectionGroups(6U, 39U, broken);
@@ -387,8 +420,7 @@ TEST_F(HalEndToEnd, WithoutStatusGroup1NeitherTheScanNorItsStatusIsDelivered) {
   EXPECT_EQ(status_notifications_, 0);
 
   // Group 2 was never read while group 1 was missing, so it takes its next frame to be checked.
-  sensor_.Publish(kStatus1Group, scan);
-  sensor_.Publish(kStatus2Group, scan);
+  PublishStatus(scan);
   EXPECT_EQ(Cycle(), ErrorCode::kSuccess);
   EXPECT_THAT(detection_scan_ids_, ::testing::ElementsAre(21U));
   EXPECT_EQ(status_notifications_, 1);
@@ -480,14 +512,12 @@ TEST_F(HalEndToEnd, TwoScansCompletingInOneCycleAreNotifiedInAscendingScanIdOrde
     }
     return mixed;
   };
-  sensor_.Publish(kStatus1Group, three);
-  sensor_.Publish(kStatus2Group, three);
+  PublishStatus(three);
   sensor_.PublishDetectionGroups(0U, 39U, halves(three, seven));
   ASSERT_EQ(Cycle(), ErrorCode::kSuccess);
   ASSERT_TRUE(detection_scan_ids_.empty());
 
-  sensor_.Publish(kStatus1Group, seven);
-  sensor_.Publish(kStatus2Group, seven);
+  PublishStatus(seven);
   sensor_.PublishDetectionGroups(0U, 39U, halves(seven, three));
   EXPECT_EQ(Cycle(), ErrorCode::kSuccess);
 
@@ -495,61 +525,26 @@ TEST_F(HalEndToEnd, TwoScansCompletingInOneCycleAreNotifiedInAscendingScanIdOrde
   ExpectDetectionsAsEncoded(Detections(), seven);
 }
 
-// The restart of a slot needs more than a second without losing the sensor: the alive timeout is raised for it.
 TEST_F(HalEndToEnd, AHalfFilledSlotKeepsItsDetectionsFor1000Milliseconds) {
-  device_activator::DeviceActivationService::Instance().SetAliveTimeout(std::chrono::seconds(5));
-  const SensorScan first = MakeSensorScan(9U, 8000000U, 1U);
-  // The second half of the detection frames belongs to another scan, so scan 9's slot is left half filled.
-  SensorScan half = first;
-  for (std::size_t group = 20U; group < 40U; ++group) {
-    half.detection_group_scan_ids[group] = 200U;
-  }
-  sensor_.Publish(kStatus1Group, first);
-  sensor_.Publish(kStatus2Group, first);
-  sensor_.PublishDetectionGroups(0U, 39U, half);
-  ASSERT_EQ(Cycle(), ErrorCode::kSuccess);
-  ASSERT_TRUE(detection_scan_ids_.empty());
-
-  clock_.Advance(std::chrono::milliseconds(990));
-  // The sensor sends the whole scan again, with other detection values.
-  SensorScan resent = first;
-  resent.detections = MakeSensorScan(9U, 8000000U, 2U).detections;
-  sensor_.PublishDetectionGroups(0U, 39U, resent);
-  EXPECT_EQ(Cycle(), ErrorCode::kSuccess);
+  const ResentScan scans = HalfFilledSlotResentAfter(std::chrono::milliseconds(990));
 
   // Detections 0 to 99 are still those of the first cycle; 100 to 199 came with the second.
   ASSERT_THAT(detection_scan_ids_, ::testing::ElementsAre(9U));
   const CornerRadarDetections published = Detections();
-  EXPECT_EQ(published.detections()[0].range(), PhysicalOf(0U, "rsds4detn000to004range0", first.detections[0].range));
-  EXPECT_EQ(published.detections()[99].range(), PhysicalOf(19U, GroupStem(19U) + "range4", first.detections[99].range));
+  EXPECT_EQ(published.detections()[0].range(),
+            PhysicalOf(0U, "rsds4detn000to004range0", scans.first.detections[0].range));
+  EXPECT_EQ(published.detections()[99].range(),
+            PhysicalOf(19U, GroupStem(19U) + "range4", scans.first.detections[99].range));
   EXPECT_EQ(published.detections()[100].range(),
-            PhysicalOf(20U, GroupStem(20U) + "range0", resent.detections[100].range));
+            PhysicalOf(20U, GroupStem(20U) + "range0", scans.resent.detections[100].range));
 }
 
 TEST_F(HalEndToEnd, AHalfFilledSlotIsRestartedAfter1001Milliseconds) {
-  device_activator::DeviceActivationService::Instance().SetAliveTimeout(std::chrono::seconds(5));
-  const SensorScan first = MakeSensorScan(9U, 8000000U, 1U);
-  // The second half of the detection frames belongs to another scan, so scan 9's slot is left half filled.
-  SensorScan half = first;
-  for (std::size_t group = 20U; group < 40U; ++group) {
-    half.detection_group_scan_ids[group] = 200U;
-  }
-  sensor_.Publish(kStatus1Group, first);
-  sensor_.Publish(kStatus2Group, first);
-  sensor_.PublishDetectionGroups(0U, 39U, half);
-  ASSERT_EQ(Cycle(), ErrorCode::kSuccess);
-  ASSERT_TRUE(detection_scan_ids_.empty());
-
-  clock_.Advance(std::chrono::milliseconds(991));
-  // The sensor sends the whole scan again, with other detection values.
-  SensorScan resent = first;
-  resent.detections = MakeSensorScan(9U, 8000000U, 2U).detections;
-  sensor_.PublishDetectionGroups(0U, 39U, resent);
-  EXPECT_EQ(Cycle(), ErrorCode::kSuccess);
+  const ResentScan scans = HalfFilledSlotResentAfter(std::chrono::milliseconds(991));
 
   // The old half is gone: the scan is made of the second cycle's detections only.
   ASSERT_THAT(detection_scan_ids_, ::testing::ElementsAre(9U));
-  ExpectDetectionsAsEncoded(Detections(), resent);
+  ExpectDetectionsAsEncoded(Detections(), scans.resent);
 }
 
 }  // namespace
