@@ -17,6 +17,7 @@
 #include "initialfrontsideradarlefthal_e2e_database.h"
 #include "initialfrontsideradarlefthal_p.h"
 #include "radar_frames.h"
+#include "status_or_matchers.h"
 #include "zol/afw/core/contextual_object.h"
 #include "zol/afw/core/error_code.h"
 #include "zol/afw/core/executable.h"
@@ -771,10 +772,7 @@ TEST_F(InitialFrontSideRadarLeftHalCore, AFailingServiceGivesTheServiceModeStatu
   Core& core = MakeCore();
   DeviceActivationService::Instance().InjectFailure(Operation::kGetRequestedDeviceStates, 1U, ErrorCode::kTimeout);
 
-  const auto mode = core.GetServiceMode();
-
-  EXPECT_FALSE(mode.has_value());
-  EXPECT_EQ(mode.status(), ErrorCode::kFailure);
+  EXPECT_THAT(core.GetServiceMode(), fsrl_test::FailsWith(ErrorCode::kFailure));
   EXPECT_TRUE(CoreLines().empty());
 }
 

@@ -13,6 +13,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "status_or_matchers.h"
 #include "zol/afw/core/component_descriptor.h"
 #include "zol/afw/core/contextual_object.h"
 #include "zol/afw/core/notifier.h"
@@ -569,9 +570,7 @@ TEST_F(FrontSideRadarLeftHalCreateTest, NoInstanceIdWithoutRegisteredVariantFail
 TEST_F(FrontSideRadarLeftHalCreateTest, NoInstanceIdWithTwoRegisteredVariantsFailsWithoutCreatingEither) {
   const TestDescriptor first("First", std::uint8_t{1});
   const TestDescriptor second("Second", std::uint8_t{2});
-  const auto result = FrontSideRadarLeftHal::Create(nullptr, "NoInstanceId");
-  EXPECT_FALSE(result.has_value());
-  EXPECT_EQ(result.status(), ErrorCode::kFailure);
+  EXPECT_THAT(FrontSideRadarLeftHal::Create(nullptr, "NoInstanceId"), fsrl_test::FailsWith(ErrorCode::kFailure));
   EXPECT_EQ(first.create_calls(), 0);
   EXPECT_EQ(second.create_calls(), 0);
   EXPECT_TRUE(sink_.Contains(LoggingLevel::kError, NoInstanceErrorLine(2)));
@@ -610,9 +609,7 @@ TEST_F(FrontSideRadarLeftHalCreateTest, ExplicitInstanceIdReturnsTheVariantRegis
 
 TEST_F(FrontSideRadarLeftHalCreateTest, UnknownInstanceIdFailsWithoutLogging) {
   const TestDescriptor initial("Initial", std::uint8_t{21});
-  const auto result = FrontSideRadarLeftHal::Create(nullptr, "Unknown");
-  EXPECT_FALSE(result.has_value());
-  EXPECT_EQ(result.status(), ErrorCode::kFailure);
+  EXPECT_THAT(FrontSideRadarLeftHal::Create(nullptr, "Unknown"), fsrl_test::FailsWith(ErrorCode::kFailure));
   EXPECT_EQ(initial.create_calls(), 0);
   EXPECT_TRUE(sink_.lines().empty());
 }
@@ -661,9 +658,7 @@ TEST_F(FrontSideRadarLeftHalCreateTest, ReservedIdFollowedByANulCharacterIsAnOrd
 
 TEST_F(FrontSideRadarLeftHalCreateTest, DescriptorOfAnotherTypeUnderTheComponentNameGivesFailure) {
   const ComponentDescriptor plain(kComponentName, "Plain");
-  const auto result = FrontSideRadarLeftHal::Create(nullptr, "Plain");
-  EXPECT_FALSE(result.has_value());
-  EXPECT_EQ(result.status(), ErrorCode::kFailure);
+  EXPECT_THAT(FrontSideRadarLeftHal::Create(nullptr, "Plain"), fsrl_test::FailsWith(ErrorCode::kFailure));
   EXPECT_TRUE(sink_.lines().empty());
 }
 
@@ -683,9 +678,7 @@ TEST_F(FrontSideRadarLeftHalCreateTest, VariantOfAnotherComponentIsNotFound) {
 TEST_F(FrontSideRadarLeftHalCreateTest, NegativeStatusOfTheDescriptorIsPassedThrough) {
   const TestDescriptor failing(
       "Failing", [](const ContextualObject*) -> StatusOr<ImplPointer> { return ErrorCode::kNotAvailable; });
-  const auto result = FrontSideRadarLeftHal::Create(nullptr, "Failing");
-  EXPECT_FALSE(result.has_value());
-  EXPECT_EQ(result.status(), ErrorCode::kNotAvailable);
+  EXPECT_THAT(FrontSideRadarLeftHal::Create(nullptr, "Failing"), fsrl_test::FailsWith(ErrorCode::kNotAvailable));
   EXPECT_EQ(failing.create_calls(), 1);
 }
 
@@ -696,9 +689,7 @@ TEST_F(FrontSideRadarLeftHalCreateTest, NegativeStatusWithAnObjectIsPassedThroug
         MakeImpl<StubImpl>(zol::pmr::get_default_resource(), parent, std::uint8_t{0}, &destroyed),
         ErrorCode::kBadState);
   });
-  const auto result = FrontSideRadarLeftHal::Create(nullptr, "Failing");
-  EXPECT_FALSE(result.has_value());
-  EXPECT_EQ(result.status(), ErrorCode::kBadState);
+  EXPECT_THAT(FrontSideRadarLeftHal::Create(nullptr, "Failing"), fsrl_test::FailsWith(ErrorCode::kBadState));
   EXPECT_EQ(destroyed, 1);
 }
 

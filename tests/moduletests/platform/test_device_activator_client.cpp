@@ -13,6 +13,8 @@
 
 #include <gtest/gtest.h>
 
+#include "device_activator_test_support.h"
+#include "status_or_matchers.h"
 #include "zol/afw/core/contextual_object.h"
 #include "zol/afw/core/error_code.h"
 #include "zol/afw/core/notifier.h"
@@ -31,19 +33,10 @@ using zol::afw::core::ErrorCode;
 using zol::afw::core::Subscription;
 using Operation = DeviceActivationService::Operation;
 
-const DeviceName kFsrl("FSRL");
+using fsrl_test::ConnectedClient;
+using fsrl_test::CreateClient;
 
-DeviceActivator CreateClient(const ContextualObject* parent) {
-  auto created = DeviceActivator::Create(parent);
-  EXPECT_TRUE(created.ok());
-  return std::move(created).value();
-}
-
-DeviceActivator ConnectedClient(const ContextualObject* parent) {
-  DeviceActivator client = CreateClient(parent);
-  EXPECT_EQ(client.Init(), ErrorCode::kSuccess);
-  return client;
-}
+const DeviceName& kFsrl = fsrl_test::kFsrlDevice;
 
 bool RequestedActive(const DeviceActivator& client, const char* device) {
   const auto states = client.GetRequestedDeviceStates();
@@ -54,29 +47,11 @@ bool RequestedActive(const DeviceActivator& client, const char* device) {
 }
 
 std::set<DeviceErrorCode> ErrorsOf(const DeviceActivator& client, const char* device) {
-  const auto errors = client.GetRequestedDeviceErrors();
-  EXPECT_TRUE(errors.ok());
-  const auto found = errors.value().find(DeviceName(device));
-  if (found == errors.value().end()) {
-    ADD_FAILURE() << "no entry for " << device;
-    return {};
-  }
-  return {found->second.begin(), found->second.end()};
+  return fsrl_test::ErrorsOf(client, device);
 }
 
-class DeviceActivatorClient : public ::testing::Test {
+class DeviceActivatorClient : public fsrl_test::DeviceActivationTest {
  protected:
-  void SetUp() override {
-    DeviceActivationService::Instance().Reset();
-    zol::signalcomm::Service::Instance().Reset();
-  }
-  void TearDown() override {
-    DeviceActivationService::Instance().Reset();
-    zol::signalcomm::Service::Instance().Reset();
-  }
-
-  static DeviceActivationService& service() { return DeviceActivationService::Instance(); }
-
   // Constructed before SetUp, so that the signal service restarts at the manual time and "FSRL" is not idle.
   zol::ScopedManualClock clock_{zol::MonoClock::time_point(std::chrono::seconds(1))};
   ContextualObject application_{nullptr, "application"};
@@ -90,15 +65,9 @@ TEST_F(DeviceActivatorClient, ADefaultConstructedClientFailsEveryCallButTheError
   EXPECT_EQ(client.Init(), ErrorCode::kNotAvailable);
   EXPECT_EQ(client.RequestDeviceActive(kFsrl), ErrorCode::kNotAvailable);
   EXPECT_EQ(client.CancelDeviceActiveRequest(kFsrl), ErrorCode::kNotAvailable);
-  const auto states = client.GetRequestedDeviceStates();
-  EXPECT_FALSE(states.has_value());
-  EXPECT_EQ(states.status(), ErrorCode::kNotAvailable);
-  const auto active = client.GetRequestedDevicesAreActive();
-  EXPECT_FALSE(active.has_value());
-  EXPECT_EQ(active.status(), ErrorCode::kNotAvailable);
-  const auto ok = client.GetRequestedDevicesAreOk();
-  EXPECT_FALSE(ok.has_value());
-  EXPECT_EQ(ok.status(), ErrorCode::kNotAvailable);
+  EXPECT_THAT(client.GetRequestedDeviceStates(), fsrl_test::FailsWith(ErrorCode::kNotAvailable));
+  EXPECT_THAT(client.GetRequestedDevicesAreActive(), fsrl_test::FailsWith(ErrorCode::kNotAvailable));
+  EXPECT_THAT(client.GetRequestedDevicesAreOk(), fsrl_test::FailsWith(ErrorCode::kNotAvailable));
 }
 
 TEST_F(DeviceActivatorClient, ADefaultConstructedClientReachesNoService) {
@@ -191,10 +160,7 @@ TEST_F(DeviceActivatorClient, TheErrorsQueryOfAnUninitialisedClientStillFailsWit
   DeviceActivator client = CreateClient(&hal_);
   service().InjectFailure(Operation::kGetRequestedDeviceErrors, 1U, ErrorCode::kBusy);
 
-  const auto errors = client.GetRequestedDeviceErrors();
-
-  EXPECT_FALSE(errors.has_value());
-  EXPECT_EQ(errors.status(), ErrorCode::kBusy);
+  EXPECT_THAT(client.GetRequestedDeviceErrors(), fsrl_test::FailsWith(ErrorCode::kBusy));
 }
 
 TEST_F(DeviceActivatorClient, InitConnectsTheClientToTheService) {

@@ -10,6 +10,8 @@
 
 #include <gtest/gtest.h>
 
+#include "device_activator_test_support.h"
+#include "status_or_matchers.h"
 #include "zol/afw/core/contextual_object.h"
 #include "zol/afw/core/error_code.h"
 #include "zol/afw/core/notifier.h"
@@ -33,33 +35,20 @@ using Errors = std::set<DeviceErrorCode>;
 using std::chrono::milliseconds;
 using std::chrono::nanoseconds;
 
-const DeviceName kFsrl("FSRL");
+using fsrl_test::ConnectedClient;
+
+const DeviceName& kFsrl = fsrl_test::kFsrlDevice;
 const Errors kNoErrors{};
 const Errors kAliveTimeout{DeviceErrorCode::kAliveTimeoutExceeded};
 constexpr zol::string_view kAliveGroup("FsrlAlive", 9);
 
-DeviceActivator ConnectedClient(const ContextualObject* parent) {
-  auto created = DeviceActivator::Create(parent);
-  EXPECT_TRUE(created.ok());
-  DeviceActivator client = std::move(created).value();
-  EXPECT_EQ(client.Init(), ErrorCode::kSuccess);
-  return client;
-}
-
-class DeviceActivationServiceTest : public ::testing::Test {
+class DeviceActivationServiceTest : public fsrl_test::DeviceActivationTest {
  protected:
   void SetUp() override {
-    DeviceActivationService::Instance().Reset();
-    zol::signalcomm::Service::Instance().Reset();
+    DeviceActivationTest::SetUp();
     zol::signalcomm::Service::Instance().DefineSignalGroup(kAliveGroup, 8);
     client_ = ConnectedClient(&tool_);
   }
-  void TearDown() override {
-    DeviceActivationService::Instance().Reset();
-    zol::signalcomm::Service::Instance().Reset();
-  }
-
-  static DeviceActivationService& service() { return DeviceActivationService::Instance(); }
 
   static void PublishAliveGroup() {
     const std::uint8_t payload[8] = {};
@@ -67,16 +56,7 @@ class DeviceActivationServiceTest : public ::testing::Test {
               SIGNALCOMM_OK);
   }
 
-  Errors ErrorsOf(const char* device) const {
-    const auto errors = client_.GetRequestedDeviceErrors();
-    EXPECT_TRUE(errors.ok());
-    const auto found = errors.value().find(DeviceName(device));
-    if (found == errors.value().end()) {
-      ADD_FAILURE() << "no entry for " << device;
-      return {};
-    }
-    return {found->second.begin(), found->second.end()};
-  }
+  Errors ErrorsOf(const char* device) const { return fsrl_test::ErrorsOf(client_, device); }
 
   bool Knows(const char* device) const {
     return client_.GetRequestedDeviceErrors().value().count(DeviceName(device)) != 0U;
@@ -283,15 +263,9 @@ TEST_F(DeviceActivationServiceTest, EveryRequestAndQueryFailsWithAnInjectedCode)
 
   EXPECT_EQ(client_.RequestDeviceActive(kFsrl), ErrorCode::kFailure);
   EXPECT_EQ(client_.CancelDeviceActiveRequest(kFsrl), ErrorCode::kBusy);
-  const auto states = client_.GetRequestedDeviceStates();
-  EXPECT_FALSE(states.has_value());
-  EXPECT_EQ(states.status(), ErrorCode::kTimeout);
-  const auto errors = client_.GetRequestedDeviceErrors();
-  EXPECT_FALSE(errors.has_value());
-  EXPECT_EQ(errors.status(), ErrorCode::kNotAvailable);
-  const auto active = client_.GetRequestedDevicesAreActive();
-  EXPECT_FALSE(active.has_value());
-  EXPECT_EQ(active.status(), ErrorCode::kAccessDenied);
+  EXPECT_THAT(client_.GetRequestedDeviceStates(), fsrl_test::FailsWith(ErrorCode::kTimeout));
+  EXPECT_THAT(client_.GetRequestedDeviceErrors(), fsrl_test::FailsWith(ErrorCode::kNotAvailable));
+  EXPECT_THAT(client_.GetRequestedDevicesAreActive(), fsrl_test::FailsWith(ErrorCode::kAccessDenied));
   const auto ok = client_.GetRequestedDevicesAreOk();
   EXPECT_FALSE(ok.has_value());
   EXPECT_EQ(ok.status(), ErrorCode::kNotSupported);
