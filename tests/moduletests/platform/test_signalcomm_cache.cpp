@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "signalcomm_test_support.h"
 #include "zol/pmr/counting_resource.h"
 #include "zol/signalcomm/service.h"
 #include "zol/signalcomm/signal_comm.h"
@@ -13,7 +14,7 @@ namespace {
 using zol::signalcomm::Service;
 using Bytes = std::vector<std::uint8_t>;
 
-void IgnoreNotification(const unsigned long* /*names*/, unsigned long /*count*/, void* /*user*/) {}
+using fsrl_test::IgnoreNotification;
 
 struct ResetAtExit {
   ResetAtExit() = default;
@@ -24,19 +25,12 @@ struct ResetAtExit {
   ~ResetAtExit() { Service::Instance().Reset(); }
 };
 
-class SignalCommCache : public ::testing::Test {
+class SignalCommCache : public fsrl_test::ThreeSignalGroups {
  protected:
   void SetUp() override {
-    Service::Instance().Reset();
-    Service::Instance().DefineSignalGroup("Alpha", 4);
-    Service::Instance().DefineSignalGroup("Beta", 8);
-    Service::Instance().DefineSignalGroup("Gamma", 2);
-    alpha_ = Service::Instance().IdentityOf("Alpha");
-    beta_ = Service::Instance().IdentityOf("Beta");
-    gamma_ = Service::Instance().IdentityOf("Gamma");
+    ThreeSignalGroups::SetUp();
     ASSERT_EQ(SignalComm_CreateContext("Client", "cl", &IgnoreNotification, nullptr, &context_), SIGNALCOMM_OK);
   }
-  void TearDown() override { Service::Instance().Reset(); }
 
   SignalComm_SignalGroupCache_t Create(std::vector<SignalComm_Name_t> consumed) const {
     SignalComm_SignalGroupCache_t cache = 0;
@@ -73,9 +67,6 @@ class SignalCommCache : public ::testing::Test {
   static constexpr std::uint16_t kInitial = SIGNAL_GROUP_STATUS_VALUE_INITIAL;
 
   SignalComm_Context_t context_ = 0;
-  SignalComm_Name_t alpha_ = 0;
-  SignalComm_Name_t beta_ = 0;
-  SignalComm_Name_t gamma_ = 0;
 };
 
 TEST_F(SignalCommCache, SlotsFollowTheOrderOfTheConsumedGroupsAtCreation) {

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "signalcomm_test_support.h"
 #include "zol/log/logging.h"
 #include "zol/signalcomm/service.h"
 #include "zol/signalcomm/signal_comm.h"
@@ -13,18 +14,10 @@ namespace {
 
 using zol::signalcomm::Service;
 
-void IgnoreNotification(const unsigned long* /*names*/, unsigned long /*count*/, void* /*user*/) {}
+using fsrl_test::IgnoreNotification;
 
-class SignalCommContext : public ::testing::Test {
+class SignalCommContext : public fsrl_test::ThreeSignalGroups {
  protected:
-  void SetUp() override {
-    Service::Instance().Reset();
-    Service::Instance().DefineSignalGroup("Alpha", 4);
-    Service::Instance().DefineSignalGroup("Beta", 8);
-    Service::Instance().DefineSignalGroup("Gamma", 2);
-  }
-  void TearDown() override { Service::Instance().Reset(); }
-
   static SignalComm_Context_t Open() {
     SignalComm_Context_t context = 0;
     EXPECT_EQ(SignalComm_CreateContext("Client", "cl", &IgnoreNotification, nullptr, &context), SIGNALCOMM_OK);

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "signalcomm_test_support.h"
 #include "zol/log/logging.h"
 #include "zol/signalcomm/service.h"
 #include "zol/signalcomm/signal_comm.h"
@@ -13,7 +14,7 @@ namespace {
 using zol::signalcomm::Service;
 using Bytes = std::vector<std::uint8_t>;
 
-void IgnoreNotification(const unsigned long* /*names*/, unsigned long /*count*/, void* /*user*/) {}
+using fsrl_test::IgnoreNotification;
 
 constexpr const char* kGetByIndex = "SignalComm_SignalGroupCache_GetByIndex";
 constexpr const char* kRetrieve = "SignalComm_SignalGroupCache_Retrieve";

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include "signalcomm_test_support.h"
 #include "zol/signalcomm/service.h"
 #include "zol/signalcomm/signal_comm.h"
 
@@ -99,19 +100,8 @@ class Gate {
   std::vector<Names> calls_;
 };
 
-class SignalCommNotification : public ::testing::Test {
+class SignalCommNotification : public fsrl_test::ThreeSignalGroups {
  protected:
-  void SetUp() override {
-    Service::Instance().Reset();
-    Service::Instance().DefineSignalGroup("Alpha", 4);
-    Service::Instance().DefineSignalGroup("Beta", 8);
-    Service::Instance().DefineSignalGroup("Gamma", 2);
-    alpha_ = Service::Instance().IdentityOf("Alpha");
-    beta_ = Service::Instance().IdentityOf("Beta");
-    gamma_ = Service::Instance().IdentityOf("Gamma");
-  }
-  void TearDown() override { Service::Instance().Reset(); }
-
   static SignalComm_Context_t Open(SignalComm_NotificationCallback callback, void* user) {
     SignalComm_Context_t context = 0;
     EXPECT_EQ(SignalComm_CreateContext("Client", "cl", callback, user, &context), SIGNALCOMM_OK);
@@ -126,10 +116,6 @@ class SignalCommNotification : public ::testing::Test {
   static void Publish(const char* group, const Bytes& payload) {
     ASSERT_EQ(Service::Instance().Publish(group, payload), SIGNALCOMM_OK);
   }
-
-  SignalComm_Name_t alpha_ = 0;
-  SignalComm_Name_t beta_ = 0;
-  SignalComm_Name_t gamma_ = 0;
 };
 
 TEST_F(SignalCommNotification, NothingIsDeliveredWhileNotificationsAreDisabledAsTheyAreInitially) {

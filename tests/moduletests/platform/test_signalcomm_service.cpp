@@ -1,3 +1,4 @@
+#include "signalcomm_test_support.h"
 #include "zol/signalcomm/service.h"
 
 #include <chrono>
@@ -21,7 +22,7 @@ namespace {
 using zol::signalcomm::Service;
 using Bytes = std::vector<std::uint8_t>;
 
-void IgnoreNotification(const unsigned long* /*names*/, unsigned long /*count*/, void* /*user*/) {}
+using fsrl_test::IgnoreNotification;
 
 SignalAdapter_SignalGroup GroupRecord(const char* name, std::uint16_t data_length_bits) {
   SignalAdapter_SignalGroup record{};
