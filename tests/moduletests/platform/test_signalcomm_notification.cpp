@@ -108,6 +108,15 @@ class SignalCommNotification : public fsrl_test::ThreeSignalGroups {
     return context;
   }
 
+  // A context notifying @p listener, with @p group set to @p config.
+  template <typename Listener>
+  static SignalComm_Context_t OpenConfigured(Listener& listener, SignalComm_Name_t group,
+                                             SignalComm_SignalGroupNotificationConfig config) {
+    const SignalComm_Context_t context = Open(&Listener::Callback, &listener);
+    Configure(context, group, config);
+    return context;
+  }
+
   static void Configure(SignalComm_Context_t context, SignalComm_Name_t group,
                         SignalComm_SignalGroupNotificationConfig config) {
     ASSERT_EQ(SignalComm_SetNotificationConfig(context, group, config), SIGNALCOMM_OK);
@@ -120,8 +129,7 @@ class SignalCommNotification : public fsrl_test::ThreeSignalGroups {
 
 TEST_F(SignalCommNotification, NothingIsDeliveredWhileNotificationsAreDisabledAsTheyAreInitially) {
   Recorder recorder;
-  const SignalComm_Context_t context = Open(&Recorder::Callback, &recorder);
-  Configure(context, beta_, SIGNAL_GROUP_NOTIFICATION_CONFIG_DISABLED);
+  OpenConfigured(recorder, beta_, SIGNAL_GROUP_NOTIFICATION_CONFIG_DISABLED);
 
   Publish("Alpha", {1, 2, 3, 4});
   Publish("Beta", Bytes(8, 1));
@@ -132,8 +140,7 @@ TEST_F(SignalCommNotification, NothingIsDeliveredWhileNotificationsAreDisabledAs
 
 TEST_F(SignalCommNotification, UpdatedNotifiesEveryArrivalEvenWithUnchangedBytes) {
   Recorder recorder;
-  const SignalComm_Context_t context = Open(&Recorder::Callback, &recorder);
-  Configure(context, alpha_, SIGNAL_GROUP_NOTIFICATION_CONFIG_UPDATED);
+  OpenConfigured(recorder, alpha_, SIGNAL_GROUP_NOTIFICATION_CONFIG_UPDATED);
 
   Publish("Alpha", {1, 2, 3, 4});
   Publish("Alpha", {1, 2, 3, 4});
@@ -145,8 +152,7 @@ TEST_F(SignalCommNotification, UpdatedNotifiesEveryArrivalEvenWithUnchangedBytes
 
 TEST_F(SignalCommNotification, CallbacksRunOnAThreadOfTheServiceNotOnThePublisher) {
   Recorder recorder;
-  const SignalComm_Context_t context = Open(&Recorder::Callback, &recorder);
-  Configure(context, alpha_, SIGNAL_GROUP_NOTIFICATION_CONFIG_UPDATED);
+  OpenConfigured(recorder, alpha_, SIGNAL_GROUP_NOTIFICATION_CONFIG_UPDATED);
 
   Publish("Alpha", {1, 2, 3, 4});
   Service::Instance().FlushNotifications();
@@ -158,8 +164,7 @@ TEST_F(SignalCommNotification, CallbacksRunOnAThreadOfTheServiceNotOnThePublishe
 
 TEST_F(SignalCommNotification, ModifiedNotifiesOnlyArrivalsWhoseBytesChanged) {
   Recorder recorder;
-  const SignalComm_Context_t context = Open(&Recorder::Callback, &recorder);
-  Configure(context, alpha_, SIGNAL_GROUP_NOTIFICATION_CONFIG_MODIFIED);
+  OpenConfigured(recorder, alpha_, SIGNAL_GROUP_NOTIFICATION_CONFIG_MODIFIED);
 
   Publish("Alpha", {1, 2, 3, 4});  // first payload: a change
   Publish("Alpha", {1, 2, 3, 4});
@@ -173,8 +178,7 @@ TEST_F(SignalCommNotification, ModifiedNotifiesOnlyArrivalsWhoseBytesChanged) {
 
 TEST_F(SignalCommNotification, ModifiedNotifiesTheFirstArrivalEvenWhenItIsAllZeros) {
   Recorder recorder;
-  const SignalComm_Context_t context = Open(&Recorder::Callback, &recorder);
-  Configure(context, alpha_, SIGNAL_GROUP_NOTIFICATION_CONFIG_MODIFIED);
+  OpenConfigured(recorder, alpha_, SIGNAL_GROUP_NOTIFICATION_CONFIG_MODIFIED);
 
   Publish("Alpha", Bytes(4, 0));
   Service::Instance().FlushNotifications();
@@ -184,8 +188,7 @@ TEST_F(SignalCommNotification, ModifiedNotifiesTheFirstArrivalEvenWhenItIsAllZer
 
 TEST_F(SignalCommNotification, DisablingAGroupStopsItsNotifications) {
   Recorder recorder;
-  const SignalComm_Context_t context = Open(&Recorder::Callback, &recorder);
-  Configure(context, alpha_, SIGNAL_GROUP_NOTIFICATION_CONFIG_UPDATED);
+  const SignalComm_Context_t context = OpenConfigured(recorder, alpha_, SIGNAL_GROUP_NOTIFICATION_CONFIG_UPDATED);
   Publish("Alpha", {1, 2, 3, 4});
   Service::Instance().FlushNotifications();
 
@@ -198,8 +201,7 @@ TEST_F(SignalCommNotification, DisablingAGroupStopsItsNotifications) {
 
 TEST_F(SignalCommNotification, OnlyTheConfiguredGroupsOfAContextAreNotified) {
   Recorder recorder;
-  const SignalComm_Context_t context = Open(&Recorder::Callback, &recorder);
-  Configure(context, gamma_, SIGNAL_GROUP_NOTIFICATION_CONFIG_UPDATED);
+  OpenConfigured(recorder, gamma_, SIGNAL_GROUP_NOTIFICATION_CONFIG_UPDATED);
 
   Publish("Alpha", {1, 2, 3, 4});
   Publish("Beta", Bytes(8, 1));
@@ -227,8 +229,7 @@ TEST_F(SignalCommNotification, EachContextIsNotifiedPerItsOwnConfigurationWithIt
 
 TEST_F(SignalCommNotification, ArrivalsQueuedWhileACallbackRunsReachTheContextInOneCall) {
   Gate gate;
-  const SignalComm_Context_t context = Open(&Gate::Callback, &gate);
-  Configure(context, alpha_, SIGNAL_GROUP_NOTIFICATION_CONFIG_UPDATED);
+  const SignalComm_Context_t context = OpenConfigured(gate, alpha_, SIGNAL_GROUP_NOTIFICATION_CONFIG_UPDATED);
   Configure(context, beta_, SIGNAL_GROUP_NOTIFICATION_CONFIG_UPDATED);
   Publish("Alpha", {1, 2, 3, 4});
   gate.WaitUntilEntered();
@@ -254,8 +255,7 @@ TEST_F(SignalCommNotification, FlushReturnsAtOnceWhenNothingWasQueued) {
 
 TEST_F(SignalCommNotification, FlushReturnsOnlyAfterTheRunningCallbackHasReturned) {
   Gate gate;
-  const SignalComm_Context_t context = Open(&Gate::Callback, &gate);
-  Configure(context, alpha_, SIGNAL_GROUP_NOTIFICATION_CONFIG_UPDATED);
+  OpenConfigured(gate, alpha_, SIGNAL_GROUP_NOTIFICATION_CONFIG_UPDATED);
   Publish("Alpha", {1, 2, 3, 4});
   gate.WaitUntilEntered();
 
@@ -268,8 +268,7 @@ TEST_F(SignalCommNotification, FlushReturnsOnlyAfterTheRunningCallbackHasReturne
 
 TEST_F(SignalCommNotification, FlushDeliversEveryEarlierArrival) {
   Recorder recorder;
-  const SignalComm_Context_t context = Open(&Recorder::Callback, &recorder);
-  Configure(context, beta_, SIGNAL_GROUP_NOTIFICATION_CONFIG_UPDATED);
+  OpenConfigured(recorder, beta_, SIGNAL_GROUP_NOTIFICATION_CONFIG_UPDATED);
 
   for (std::uint8_t i = 0; i < 200; ++i) {
     Publish("Beta", Bytes(8, i));

@@ -45,6 +45,22 @@ class SignalCommService : public ::testing::Test {
  protected:
   void SetUp() override { Service::Instance().Reset(); }
   void TearDown() override { Service::Instance().Reset(); }
+
+  struct AlphaClient {
+    SignalComm_Name_t alpha = 0;
+    SignalComm_Context_t context = 0;
+    SignalComm_SignalGroupCache_t cache = 0;
+  };
+  // Group "Alpha" (4 bytes) defined, and a client context with a cache of it.
+  static AlphaClient MakeAlphaClient() {
+    AlphaClient client;
+    Service::Instance().DefineSignalGroup("Alpha", 4);
+    client.alpha = Service::Instance().IdentityOf("Alpha");
+    EXPECT_EQ(SignalComm_CreateContext("Client", "cl", &IgnoreNotification, nullptr, &client.context), SIGNALCOMM_OK);
+    EXPECT_EQ(SignalComm_SignalGroupCache_Create(client.context, nullptr, 0, &client.alpha, 1, &client.cache),
+              SIGNALCOMM_OK);
+    return client;
+  }
 };
 
 TEST_F(SignalCommService, IsOneObjectForTheWholeProcess) { EXPECT_EQ(&Service::Instance(), &Service::Instance()); }
@@ -148,12 +164,9 @@ TEST_F(SignalCommService, PublishingANullPayloadWithASizeIsInvalid) {
 }
 
 TEST_F(SignalCommService, PublishingByIdentityStoresThePayloadLikePublishingByName) {
-  Service::Instance().DefineSignalGroup("Alpha", 4);
-  const SignalComm_Name_t alpha = Service::Instance().IdentityOf("Alpha");
-  SignalComm_Context_t context = 0;
-  ASSERT_EQ(SignalComm_CreateContext("Client", "cl", &IgnoreNotification, nullptr, &context), SIGNALCOMM_OK);
-  SignalComm_SignalGroupCache_t cache = 0;
-  ASSERT_EQ(SignalComm_SignalGroupCache_Create(context, nullptr, 0, &alpha, 1, &cache), SIGNALCOMM_OK);
+  const AlphaClient client = MakeAlphaClient();
+  const SignalComm_Name_t alpha = client.alpha;
+  const SignalComm_SignalGroupCache_t cache = client.cache;
 
   ASSERT_EQ(Service::Instance().Publish(alpha, Bytes{4, 3, 2, 1}), SIGNALCOMM_OK);
   ASSERT_EQ(SignalComm_SignalGroupCache_Retrieve(cache), SIGNALCOMM_OK);
@@ -206,12 +219,9 @@ TEST_F(SignalCommService, ResetForgetsArrivalsAndRestartsTheClockOfTheStart) {
 }
 
 TEST_F(SignalCommService, ResetForgetsGroupsContextsAndCaches) {
-  Service::Instance().DefineSignalGroup("Alpha", 4);
-  const SignalComm_Name_t alpha = Service::Instance().IdentityOf("Alpha");
-  SignalComm_Context_t context = 0;
-  ASSERT_EQ(SignalComm_CreateContext("Client", "cl", &IgnoreNotification, nullptr, &context), SIGNALCOMM_OK);
-  SignalComm_SignalGroupCache_t cache = 0;
-  ASSERT_EQ(SignalComm_SignalGroupCache_Create(context, nullptr, 0, &alpha, 1, &cache), SIGNALCOMM_OK);
+  const AlphaClient client = MakeAlphaClient();
+  SignalComm_Context_t context = client.context;
+  const SignalComm_SignalGroupCache_t cache = client.cache;
 
   Service::Instance().Reset();
 
@@ -224,12 +234,8 @@ TEST_F(SignalCommService, AGroupDefinedAgainAfterAResetStartsWithoutPayload) {
   Service::Instance().DefineSignalGroup("Alpha", 4);
   ASSERT_EQ(Service::Instance().Publish("Alpha", Bytes{1, 2, 3, 4}), SIGNALCOMM_OK);
   Service::Instance().Reset();
-  Service::Instance().DefineSignalGroup("Alpha", 4);
-  const SignalComm_Name_t alpha = Service::Instance().IdentityOf("Alpha");
-  SignalComm_Context_t context = 0;
-  ASSERT_EQ(SignalComm_CreateContext("Client", "cl", &IgnoreNotification, nullptr, &context), SIGNALCOMM_OK);
-  SignalComm_SignalGroupCache_t cache = 0;
-  ASSERT_EQ(SignalComm_SignalGroupCache_Create(context, nullptr, 0, &alpha, 1, &cache), SIGNALCOMM_OK);
+  const AlphaClient client = MakeAlphaClient();
+  const SignalComm_SignalGroupCache_t cache = client.cache;
 
   ASSERT_EQ(SignalComm_SignalGroupCache_Retrieve(cache), SIGNALCOMM_OK);
 
@@ -241,12 +247,7 @@ TEST_F(SignalCommService, AGroupDefinedAgainAfterAResetStartsWithoutPayload) {
 TEST_F(SignalCommService, ResetReturnsTheMemoryOfCachesLeftOpen) {
   zol::pmr::CountingResource counting;
   const zol::pmr::ScopedDefaultResource scoped(&counting);
-  Service::Instance().DefineSignalGroup("Alpha", 4);
-  const SignalComm_Name_t alpha = Service::Instance().IdentityOf("Alpha");
-  SignalComm_Context_t context = 0;
-  ASSERT_EQ(SignalComm_CreateContext("Client", "cl", &IgnoreNotification, nullptr, &context), SIGNALCOMM_OK);
-  SignalComm_SignalGroupCache_t cache = 0;
-  ASSERT_EQ(SignalComm_SignalGroupCache_Create(context, nullptr, 0, &alpha, 1, &cache), SIGNALCOMM_OK);
+  MakeAlphaClient();
   ASSERT_GT(counting.outstanding_allocations(), 0U);
 
   Service::Instance().Reset();
