@@ -27,6 +27,19 @@ class FunctionTask final : public zol::afw::core::Task {
   std::function<void()> body_;
 };
 
+// A task that counts its runs in an int the test owns.
+class CountingTask final : public zol::afw::core::Task {
+ public:
+  explicit CountingTask(int* runs) : runs_(runs) {}
+  zol::afw::core::ErrorCode Execute() override {
+    ++*runs_;
+    return zol::afw::core::ErrorCode::kSuccess;
+  }
+
+ private:
+  int* runs_;
+};
+
 // Posts @p body to @p queue; the queue's answer (kSuccess, or why it refused the task).
 inline zol::afw::core::ErrorCode Post(zol::afw::core::DispatchQueue& queue, std::function<void()> body) {
   return queue.AsyncTask(zol::pmr::MakeUniqueSized<FunctionTask>(zol::pmr::get_default_resource(), std::move(body)));

@@ -155,6 +155,14 @@ class DispatchQueueTest : public ::testing::Test {
  protected:
   void SetUp() override { TransactionTesting::Reset(); }
   void TearDown() override { TransactionTesting::Reset(); }
+
+  // Starts @p queue and returns once its first task, journalled as 1, has entered @p gate and waits there.
+  static void StartWithTaskInsideGate(DispatchQueue& queue, Gate& gate, Journal& journal) {
+    queue.Start();
+    ASSERT_EQ(queue.AsyncTask(MakeTask<GateTask>(zol::pmr::get_default_resource(), &gate, &journal, 1)),
+              ErrorCode::kSuccess);
+    gate.WaitUntilEntered();
+  }
 };
 
 TEST_F(DispatchQueueTest, ANewQueueIsNotExecutingAndRefusesTasksWithBadState) {
@@ -371,10 +379,7 @@ TEST_F(DispatchQueueTest, ATaskPostedFromAnotherThreadWhileATaskRunsRunsAfterIt)
   DispatchQueue queue;
   Journal journal;
   Gate gate;
-  queue.Start();
-  ASSERT_EQ(queue.AsyncTask(MakeTask<GateTask>(zol::pmr::get_default_resource(), &gate, &journal, 1)),
-            ErrorCode::kSuccess);
-  gate.WaitUntilEntered();
+  StartWithTaskInsideGate(queue, gate, journal);
 
   std::thread poster([&queue, &journal] { EXPECT_EQ(queue.AsyncTask(Recording(&journal, 2)), ErrorCode::kSuccess); });
   poster.join();
@@ -419,10 +424,7 @@ TEST_F(DispatchQueueTest, StopWaitsForTheRunningTaskToFinish) {
   DispatchQueue queue;
   Journal journal;
   Gate gate;
-  queue.Start();
-  ASSERT_EQ(queue.AsyncTask(MakeTask<GateTask>(zol::pmr::get_default_resource(), &gate, &journal, 1)),
-            ErrorCode::kSuccess);
-  gate.WaitUntilEntered();
+  StartWithTaskInsideGate(queue, gate, journal);
 
   std::vector<int> done_when_stopped;
   std::thread stopper([&queue, &journal, &done_when_stopped] {

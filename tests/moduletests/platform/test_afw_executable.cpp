@@ -1,3 +1,4 @@
+#include "function_task.h"
 #include "zol/afw/core/executable.h"
 
 #include <memory>
@@ -19,17 +20,7 @@ using zol::afw::core::Executable;
 using zol::afw::core::ExecutionContext;
 using zol::afw::core::Task;
 
-class CountingTask : public Task {
- public:
-  explicit CountingTask(int* runs) : runs_(runs) {}
-  ErrorCode Execute() override {
-    ++*runs_;
-    return ErrorCode::kSuccess;
-  }
-
- private:
-  int* runs_;
-};
+using fsrl_test::CountingTask;
 
 TEST(Executable, IsARootObjectWithAContextOfItsOwnNamedLikeIt) {
   const Executable executable("App");

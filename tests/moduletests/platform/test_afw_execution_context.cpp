@@ -1,3 +1,4 @@
+#include "function_task.h"
 #include "zol/afw/core/execution_context.h"
 
 #include <memory>
@@ -23,17 +24,7 @@ static_assert(
     std::is_same<decltype(std::declval<const ExecutionContext&>().dispatch_queue()), const DispatchQueue&>::value,
     "a const context gives a const queue");
 
-class CountingTask : public Task {
- public:
-  explicit CountingTask(int* runs) : runs_(runs) {}
-  ErrorCode Execute() override {
-    ++*runs_;
-    return ErrorCode::kSuccess;
-  }
-
- private:
-  int* runs_;
-};
+using fsrl_test::CountingTask;
 
 TEST(ExecutionContext, KeepsItsNameAndItsNameLivesOnTheDefaultResource) {
   zol::pmr::CountingResource resource;
