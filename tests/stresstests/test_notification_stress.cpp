@@ -242,6 +242,13 @@ struct Round {
     return record.cycles < kMaxLongRoundCycles && record.scans_published < kScansPerLongRound;
   }
 
+  // Ends every subscription on the HAL's properties and notifiers; called on the owner's context.
+  void CancelSubscriptions() {
+    property_subscriptions.clear();
+    detections_subscription.Cancel();
+    status_subscription.Cancel();
+  }
+
   const bool long_round;
   const ScanPayloads* const payloads;
   RoundRecord record;
@@ -352,9 +359,7 @@ class NotificationStress : public ::testing::Test {
   // tasks still queued for the dead adapter reach live subscribers of properties whose adapter is gone.
   static void DestroyHal(Round* round, std::size_t index) {
     if (index % 2U == 1U) {
-      round->property_subscriptions.clear();
-      round->detections_subscription.Cancel();
-      round->status_subscription.Cancel();
+      round->CancelSubscriptions();
     }
     round->hal = FrontSideRadarLeftHal();
     round->record.destroyed = true;
@@ -376,6 +381,21 @@ class NotificationStress : public ::testing::Test {
       ++cycles_finished_;
     }
     pace_cv_.notify_all();
+  }
+
+  // Publishes @p probes probe frames while the round's cycles run; once the service has delivered them, a task queued
+  // now runs after theirs and records how many of their invalidations the round's subscribers saw.
+  void ProbeAndQueueTheCheck(DispatchQueue& queue, Round* round, std::uint64_t probes) {
+    for (std::uint64_t p = 0U; p < probes; ++p) {
+      PublishProbe();
+    }
+    zol::signalcomm::Service::Instance().FlushNotifications();
+    ASSERT_EQ(Post(queue,
+                   [round] {
+                     round->record.probe_invalidations_at_check = round->record.probe_invalidations;
+                     round->probes_checked.set_value();
+                   }),
+              ErrorCode::kSuccess);
   }
 
   // The round's cycles, each posting the next when it is done, so that a cycle never waits behind a long row of
@@ -559,9 +579,7 @@ TEST_F(NotificationStress, InvalidationTasksInterleaveWithCyclesWhileHalsAreCrea
       ASSERT_EQ(Post(queue,
                      [round, previous, &executable] {
                        if (previous != nullptr) {
-                         previous->property_subscriptions.clear();
-                         previous->detections_subscription.Cancel();
-                         previous->status_subscription.Cancel();
+                         previous->CancelSubscriptions();
                        }
                        CreateHal(round, &executable);
                        round->created.set_value();
@@ -570,17 +588,7 @@ TEST_F(NotificationStress, InvalidationTasksInterleaveWithCyclesWhileHalsAreCrea
       round->created.get_future().wait();
       PostCycles(queue, round);
 
-      // Probes while the cycles run; once the service has delivered them, a task queued now runs after theirs.
-      for (std::uint64_t p = 0U; p < kProbesPerRound; ++p) {
-        PublishProbe();
-      }
-      zol::signalcomm::Service::Instance().FlushNotifications();
-      ASSERT_EQ(Post(queue,
-                     [round] {
-                       round->record.probe_invalidations_at_check = round->record.probe_invalidations;
-                       round->probes_checked.set_value();
-                     }),
-                ErrorCode::kSuccess);
+      ProbeAndQueueTheCheck(queue, round, kProbesPerRound);
       round->cycles_done.get_future().wait();
 
       // The HAL goes while the producer's last scan and more probes are still being delivered.
@@ -605,9 +613,7 @@ TEST_F(NotificationStress, InvalidationTasksInterleaveWithCyclesWhileHalsAreCrea
     ASSERT_EQ(Post(queue,
                    [this] {
                      for (const std::unique_ptr<Round>& round : rounds_) {
-                       round->property_subscriptions.clear();
-                       round->detections_subscription.Cancel();
-                       round->status_subscription.Cancel();
+                       round->CancelSubscriptions();
                      }
                    }),
               ErrorCode::kSuccess);
@@ -645,16 +651,7 @@ TEST_F(NotificationStress, HalsCreatedAndDestroyedWhileTheQueueIsStoppedLeaveQue
       CreateHal(round, &executable);
       queue.Start();
       PostCycles(queue, round);
-      for (std::uint64_t p = 0U; p < kProbesPerRound; ++p) {
-        PublishProbe();
-      }
-      zol::signalcomm::Service::Instance().FlushNotifications();
-      ASSERT_EQ(Post(queue,
-                     [round] {
-                       round->record.probe_invalidations_at_check = round->record.probe_invalidations;
-                       round->probes_checked.set_value();
-                     }),
-                ErrorCode::kSuccess);
+      ProbeAndQueueTheCheck(queue, round, kProbesPerRound);
       round->probes_checked.get_future().wait();
       round->cycles_done.get_future().wait();
 
@@ -679,9 +676,7 @@ TEST_F(NotificationStress, HalsCreatedAndDestroyedWhileTheQueueIsStoppedLeaveQue
     queue.Stop();
     EXPECT_EQ(queue.pending(), 0U);
     for (const std::unique_ptr<Round>& round : rounds_) {
-      round->property_subscriptions.clear();
-      round->detections_subscription.Cancel();
-      round->status_subscription.Cancel();
+      round->CancelSubscriptions();
     }
   }
 
