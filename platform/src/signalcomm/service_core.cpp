@@ -385,30 +385,24 @@ void ServiceCore::Call::Misuse(zol::string_view what) const { MisuseFormatted("{
 int ServiceCore::CreateContext(Call& call, const char* client_name, const char* short_name,
                                SignalComm_NotificationCallback callback, void* user, SignalComm_Context_t* context) {
   if (client_name == nullptr || short_name == nullptr || callback == nullptr || context == nullptr) {
-    call.Misuse("null argument");
-    return SIGNALCOMM_E_INVALID;
+    return call.Refuse("null argument", SIGNALCOMM_E_INVALID);
   }
   std::unique_ptr<ContextRecord> record(new ContextRecord());
   record->client_name = client_name;
   record->short_name = short_name;
   record->callback = callback;
   record->user = user;
-  const SignalComm_Context_t handle = NextHandle();
-  contexts_.emplace(handle, std::move(record));
-  *context = handle;
-  return SIGNALCOMM_OK;
+  return Register(contexts_, std::move(record), context);
 }
 
 int ServiceCore::DestroyContext(Call& call, SignalComm_Context_t* context) {
   if (context == nullptr) {
-    call.Misuse("null argument");
-    return SIGNALCOMM_E_INVALID;
+    return call.Refuse("null argument", SIGNALCOMM_E_INVALID);
   }
   const SignalComm_Context_t handle = *context;
   const auto found = contexts_.find(handle);
   if (found == contexts_.end()) {
-    call.Misuse("unknown context");
-    return SIGNALCOMM_E_INVALID;
+    return call.Refuse("unknown context", SIGNALCOMM_E_INVALID);
   }
   // Once erased, the worker calls nothing more for it; only a callback already running is left to wait for.
   contexts_.erase(found);
@@ -422,18 +416,15 @@ int ServiceCore::DestroyContext(Call& call, SignalComm_Context_t* context) {
 int ServiceCore::GetSignalGroupInfo(Call& call, SignalComm_Context_t context, const char* const* group_names,
                                     std::size_t count, const SignalComm_SignalGroupInfo** infos) {
   if (count > 0 && (group_names == nullptr || infos == nullptr)) {
-    call.Misuse("null argument");
-    return SIGNALCOMM_E_INVALID;
+    return call.Refuse("null argument", SIGNALCOMM_E_INVALID);
   }
   if (FindContext(context) == nullptr) {
-    call.Misuse("unknown context");
-    return SIGNALCOMM_E_INVALID;
+    return call.Refuse("unknown context", SIGNALCOMM_E_INVALID);
   }
   // All names are checked before anything is written, so a failure leaves the caller's array as it was.
   for (std::size_t i = 0; i < count; ++i) {
     if (group_names[i] == nullptr) {
-      call.Misuse("null group name");
-      return SIGNALCOMM_E_INVALID;
+      return call.Refuse("null group name", SIGNALCOMM_E_INVALID);
     }
     if (FindGroup(zol::string_view(group_names[i])) == nullptr) {
       call.MisuseFormatted("unknown signal group '{}'", group_names[i]);
@@ -450,16 +441,13 @@ int ServiceCore::CacheCreate(Call& call, SignalComm_Context_t context, const Sig
                              std::size_t produced_count, const SignalComm_Name_t* consumed, std::size_t consumed_count,
                              SignalComm_SignalGroupCache_t* cache) {
   if (cache == nullptr || (produced_count > 0 && produced == nullptr) || (consumed_count > 0 && consumed == nullptr)) {
-    call.Misuse("null argument");
-    return SIGNALCOMM_E_INVALID;
+    return call.Refuse("null argument", SIGNALCOMM_E_INVALID);
   }
   if (FindContext(context) == nullptr) {
-    call.Misuse("unknown context");
-    return SIGNALCOMM_E_INVALID;
+    return call.Refuse("unknown context", SIGNALCOMM_E_INVALID);
   }
   if (produced_count > 0) {
-    call.Misuse("producing signal groups is not offered");
-    return SIGNALCOMM_E_NOT_SUPPORTED;
+    return call.Refuse("producing signal groups is not offered", SIGNALCOMM_E_NOT_SUPPORTED);
   }
   std::size_t total_bytes = 0;
   for (std::size_t i = 0; i < consumed_count; ++i) {
@@ -499,21 +487,16 @@ int ServiceCore::CacheCreate(Call& call, SignalComm_Context_t context, const Sig
   for (Slot& slot : created->slots) {
     slot.group.signals_p = &slot.signal;
   }
-  const SignalComm_SignalGroupCache_t handle = NextHandle();
-  caches_.emplace(handle, std::move(created));
-  *cache = handle;
-  return SIGNALCOMM_OK;
+  return Register(caches_, std::move(created), cache);
 }
 
 int ServiceCore::CacheDestroy(Call& call, SignalComm_SignalGroupCache_t* cache) {
   if (cache == nullptr) {
-    call.Misuse("null argument");
-    return SIGNALCOMM_E_INVALID;
+    return call.Refuse("null argument", SIGNALCOMM_E_INVALID);
   }
   const auto found = caches_.find(*cache);
   if (found == caches_.end()) {
-    call.Misuse("unknown cache");
-    return SIGNALCOMM_E_INVALID;
+    return call.Refuse("unknown cache", SIGNALCOMM_E_INVALID);
   }
   caches_.erase(found);
   *cache = 0;
@@ -523,13 +506,11 @@ int ServiceCore::CacheDestroy(Call& call, SignalComm_SignalGroupCache_t* cache) 
 int ServiceCore::CacheGetByIndex(Call& call, SignalComm_SignalGroupCache_t cache, std::size_t index,
                                  const SignalComm_SignalGroup** group) {
   if (group == nullptr) {
-    call.Misuse("null argument");
-    return SIGNALCOMM_E_INVALID;
+    return call.Refuse("null argument", SIGNALCOMM_E_INVALID);
   }
   const Cache* found = FindCache(cache);
   if (found == nullptr) {
-    call.Misuse("unknown cache");
-    return SIGNALCOMM_E_INVALID;
+    return call.Refuse("unknown cache", SIGNALCOMM_E_INVALID);
   }
   if (index >= found->slots.size()) {
     call.MisuseFormatted("index {} beyond the {} consumed groups", index, found->slots.size());
@@ -542,8 +523,7 @@ int ServiceCore::CacheGetByIndex(Call& call, SignalComm_SignalGroupCache_t cache
 int ServiceCore::CacheRetrieve(Call& call, SignalComm_SignalGroupCache_t cache) {
   Cache* found = FindCache(cache);
   if (found == nullptr) {
-    call.Misuse("unknown cache");
-    return SIGNALCOMM_E_INVALID;
+    return call.Refuse("unknown cache", SIGNALCOMM_E_INVALID);
   }
   // Runs every processing step: copies into the slots' own storage, allocates nothing.
   for (Slot& slot : found->slots) {
@@ -581,8 +561,7 @@ int ServiceCore::SetNotificationConfig(Call& call, SignalComm_Context_t context,
   }
   ContextRecord* record = FindContext(context);
   if (record == nullptr) {
-    call.Misuse("unknown context");
-    return SIGNALCOMM_E_INVALID;
+    return call.Refuse("unknown context", SIGNALCOMM_E_INVALID);
   }
   const Group* found = FindGroup(group);
   if (found == nullptr) {
@@ -600,13 +579,11 @@ int ServiceCore::ResolveSlot(Call& call, SignalComm_SignalGroupCache_t cache, co
                              const Cache*& found, const Slot*& slot) const {
   found = FindCache(cache);
   if (found == nullptr) {
-    call.Misuse("unknown cache");
-    return SIGNALCOMM_E_INVALID;
+    return call.Refuse("unknown cache", SIGNALCOMM_E_INVALID);
   }
   slot = FindSlot(*found, signal);
   if (slot == nullptr) {
-    call.Misuse("signal not in the cache");
-    return SIGNALCOMM_E_NOT_FOUND;
+    return call.Refuse("signal not in the cache", SIGNALCOMM_E_NOT_FOUND);
   }
   return SIGNALCOMM_OK;
 }
@@ -614,8 +591,7 @@ int ServiceCore::ResolveSlot(Call& call, SignalComm_SignalGroupCache_t cache, co
 int ServiceCore::GetByteArray(Call& call, SignalComm_SignalGroupCache_t cache, const SignalComm_Signal* signal,
                               std::size_t buffer_length, std::uint8_t* buffer, std::size_t* written) {
   if (signal == nullptr || written == nullptr || (buffer == nullptr && buffer_length > 0)) {
-    call.Misuse("null argument");
-    return SIGNALCOMM_E_INVALID;
+    return call.Refuse("null argument", SIGNALCOMM_E_INVALID);
   }
   const Cache* found = nullptr;
   const Slot* slot = nullptr;
@@ -640,8 +616,7 @@ int ServiceCore::GetByteArray(Call& call, SignalComm_SignalGroupCache_t cache, c
 int ServiceCore::GetByteArrayBuffer(Call& call, SignalComm_SignalGroupCache_t cache, const SignalComm_Signal* signal,
                                     const std::uint8_t** data, std::size_t* size) {
   if (signal == nullptr || data == nullptr || size == nullptr) {
-    call.Misuse("null argument");
-    return SIGNALCOMM_E_INVALID;
+    return call.Refuse("null argument", SIGNALCOMM_E_INVALID);
   }
   const Cache* found = nullptr;
   const Slot* slot = nullptr;

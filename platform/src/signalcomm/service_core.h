@@ -192,6 +192,14 @@ class ServiceCore {
   int ResolveSlot(Call& call, SignalComm_SignalGroupCache_t cache, const SignalComm_Signal& signal, const Cache*& found,
                   const Slot*& slot) const;
   std::uint64_t NextHandle();
+  // Files @p object under a new handle in @p map and hands the handle out through @p handle.
+  template <typename Map, typename Object, typename Handle>
+  int Register(Map& map, Object object, Handle* handle) {
+    const Handle registered = NextHandle();
+    map.emplace(registered, std::move(object));
+    *handle = registered;
+    return SIGNALCOMM_OK;
+  }
   void DefineLocked(zol::string_view name, std::size_t length);
   int PublishLocked(Group& group, zol::memory::span<const std::uint8_t> payload);
   void StartWorkerLocked();
@@ -238,6 +246,11 @@ class ServiceCore::Call {
 
   /// Logs a misuse of this call at warning level, after the function's name.
   void Misuse(zol::string_view what) const;
+  /// Misuse, then @p code for the call to return.
+  int Refuse(zol::string_view what, int code) const {
+    Misuse(what);
+    return code;
+  }
 
   /// Logs a misuse of this call, formatted as zol::format::FormatTo does, after the function's name.
   template <typename... Args>
