@@ -14,6 +14,7 @@
 #include "frame_source_test_util.h"
 #include "frame_writer_test_util.h"
 #include "temp_dir.h"
+#include "tool_test_support.h"
 
 namespace {
 
@@ -218,17 +219,8 @@ INSTANTIATE_TEST_SUITE_P(EveryFormat, WrittenFrames,
 // ---------------------------------------------------------------------------------------------------------------
 // The same frames through python-can.
 
-bool Shell(const std::string& command) { return std::system(("(" + command + ") >/dev/null 2>&1").c_str()) == 0; }
-
-// A python with python-can: the distribution's, which the test set-up installs it for, or whatever is on PATH.
-std::string PythonWithCan() {
-  for (const char* python : {"/usr/bin/python3", "python3"}) {
-    if (Shell(std::string(python) + " -c 'import can'")) {
-      return python;
-    }
-  }
-  return {};
-}
+using fsrl_test::PythonWithCan;
+using fsrl_test::Shell;
 
 // One message as python-can reads it.
 struct PythonMessage {

@@ -423,15 +423,9 @@ TEST_F(FsrlDecode, EmptyLogDecodesNothingAndSucceeds) {
 
 TEST_F(FsrlDecode, DashReadsStandardInputAndNamesItInReports) {
   const std::string path = WriteLog("stdin.log", "oops\n" + FrameLine(kT0, 51, fsrl::EncodeGroupPayload(51, {}, 0)));
-  const int saved = ::dup(STDIN_FILENO);
-  const int fd = ::open(path.c_str(), O_RDONLY);
-  ASSERT_GE(saved, 0);
-  ASSERT_GE(fd, 0);
-  ASSERT_EQ(::dup2(fd, STDIN_FILENO), STDIN_FILENO);
-  ::close(fd);
+  const fsrl_test::StdinFromFile stdin_from(path);
+  ASSERT_TRUE(stdin_from.ok());
   const DecodeRun run = Decode({"-"});
-  ::dup2(saved, STDIN_FILENO);
-  ::close(saved);
   EXPECT_EQ(run.exit_code, fsrl::kExitOk);
   ASSERT_EQ(run.records.size(), 1U);
   EXPECT_EQ(run.records[0]["group"].text, "RSDS4SigSts2");

@@ -25,17 +25,8 @@ using fsrl_test::TempDir;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-bool Shell(const std::string& command) { return std::system(("(" + command + ") >/dev/null 2>&1").c_str()) == 0; }
-
-// A python with python-can: the distribution's, which the test set-up installs it for, or whatever is on PATH.
-std::string PythonWithCan() {
-  for (const char* python : {"/usr/bin/python3", "python3"}) {
-    if (Shell(std::string(python) + " -c 'import can'")) {
-      return python;
-    }
-  }
-  return {};
-}
+using fsrl_test::PythonWithCan;
+using fsrl_test::Shell;
 
 // One output line with its time stamp ("t") taken out: the nanoseconds, and the rest of the line as written.
 struct TimedLine {
@@ -234,15 +225,9 @@ TEST_F(FsrlInputs, Log2longOutputDecodesAndReplaysAsTheCandumpLog) {
 
 TEST_F(FsrlInputs, StandardInputIsReadInAnyFormat) {
   const std::string path = Simulated("blf");
-  const int saved = ::dup(STDIN_FILENO);
-  const int fd = ::open(path.c_str(), O_RDONLY);
-  ASSERT_GE(saved, 0);
-  ASSERT_GE(fd, 0);
-  ASSERT_EQ(::dup2(fd, STDIN_FILENO), STDIN_FILENO);
-  ::close(fd);
+  const fsrl_test::StdinFromFile stdin_from(path);
+  ASSERT_TRUE(stdin_from.ok());
   const CommandRun run = Decode({"-"});
-  ::dup2(saved, STDIN_FILENO);
-  ::close(saved);
   ASSERT_EQ(run.exit_code, fsrl::kExitOk) << run.err;
   ExpectSameOutput(decoded_.out, run.out, 0, false);
 }

@@ -13,6 +13,7 @@
 #include "fsrl/frame_source.h"
 #include "fsrl_cli.h"
 #include "temp_dir.h"
+#include "tool_test_support.h"
 
 namespace {
 
@@ -22,17 +23,8 @@ using fsrl_test::ReadPath;
 using fsrl_test::ReadResult;
 using fsrl_test::TempDir;
 
-bool Shell(const std::string& command) { return std::system(("(" + command + ") >/dev/null 2>&1").c_str()) == 0; }
-
-// A python with python-can: the distribution's, which the test set-up installs it for, or whatever is on PATH.
-std::string PythonWithCan() {
-  for (const char* python : {"/usr/bin/python3", "python3"}) {
-    if (Shell(std::string(python) + " -c 'import can'")) {
-      return python;
-    }
-  }
-  return {};
-}
+using fsrl_test::PythonWithCan;
+using fsrl_test::Shell;
 
 class LogEquivalence : public ::testing::Test {
  protected:

@@ -2,10 +2,14 @@
 #ifndef FSRL_TESTS_TOOLS_TOOL_TEST_SUPPORT_H
 #define FSRL_TESTS_TOOLS_TOOL_TEST_SUPPORT_H
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 
 #include <cstddef>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -13,6 +17,47 @@
 #include "temp_dir.h"
 
 namespace fsrl_test {
+
+// Runs @p command in the shell with its output discarded; true when it succeeded.
+inline bool Shell(const std::string& command) {
+  return std::system(("(" + command + ") >/dev/null 2>&1").c_str()) == 0;
+}
+
+// A python with python-can: the distribution's, which the test set-up installs it for, or whatever is on PATH.
+inline std::string PythonWithCan() {
+  for (const char* python : {"/usr/bin/python3", "python3"}) {
+    if (Shell(std::string(python) + " -c 'import can'")) {
+      return python;
+    }
+  }
+  return {};
+}
+
+// Standard input read from a file while this object lives; the previous standard input comes back afterwards.
+class StdinFromFile {
+ public:
+  explicit StdinFromFile(const std::string& path) : saved_(::dup(STDIN_FILENO)) {
+    const int fd = ::open(path.c_str(), O_RDONLY);
+    ok_ = saved_ >= 0 && fd >= 0 && ::dup2(fd, STDIN_FILENO) == STDIN_FILENO;
+    if (fd >= 0) {
+      ::close(fd);
+    }
+  }
+  ~StdinFromFile() {
+    if (saved_ >= 0) {
+      ::dup2(saved_, STDIN_FILENO);
+      ::close(saved_);
+    }
+  }
+  StdinFromFile(const StdinFromFile&) = delete;
+  StdinFromFile& operator=(const StdinFromFile&) = delete;
+
+  bool ok() const { return ok_; }
+
+ private:
+  int saved_;
+  bool ok_ = false;
+};
 
 // What a command returned and wrote.
 struct CommandRun {
