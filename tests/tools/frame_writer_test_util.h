@@ -4,12 +4,14 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "fsrl/candump_reader.h"
 #include "fsrl/frame_source.h"
 #include "fsrl/frame_writer.h"
+#include "temp_dir.h"
 
 namespace fsrl_test {
 
@@ -87,6 +89,26 @@ inline std::string WriteFrames(const std::string& path, const std::vector<fsrl::
   }
   writer->Finish();
   return writer->error();
+}
+
+/// Everything the writer of @p format makes of @p frames; whether Finish succeeded and the writer's error when asked.
+inline std::string WriteToString(fsrl::LogFormat format, const std::vector<fsrl::CanFrame>& frames,
+                                 bool* finished = nullptr, std::string* error = nullptr) {
+  std::FILE* out = std::tmpfile();
+  std::unique_ptr<fsrl::FrameWriter> writer = fsrl::MakeFrameWriter(format, out);
+  for (const fsrl::CanFrame& frame : frames) {
+    writer->Write(frame);
+  }
+  const bool ok = writer->Finish();
+  if (finished != nullptr) {
+    *finished = ok;
+  }
+  if (error != nullptr) {
+    *error = writer->error();
+  }
+  std::string text = ReadAll(out);
+  std::fclose(out);
+  return text;
 }
 
 }  // namespace fsrl_test

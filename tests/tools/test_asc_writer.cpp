@@ -56,21 +56,7 @@ class ScopedZone {
 
 // Everything the ASC writer makes of @p frames, and whether Finish succeeded.
 std::string WriteAsc(const std::vector<CanFrame>& frames, bool* finished = nullptr, std::string* error = nullptr) {
-  std::FILE* out = std::tmpfile();
-  std::unique_ptr<fsrl::FrameWriter> writer = fsrl::MakeFrameWriter(LogFormat::kAsc, out);
-  for (const CanFrame& frame : frames) {
-    writer->Write(frame);
-  }
-  const bool ok = writer->Finish();
-  if (finished != nullptr) {
-    *finished = ok;
-  }
-  if (error != nullptr) {
-    *error = writer->error();
-  }
-  std::string text = ReadAll(out);
-  std::fclose(out);
-  return text;
+  return fsrl_test::WriteToString(LogFormat::kAsc, frames, finished, error);
 }
 
 // The lines between the header and "End TriggerBlock".

@@ -40,21 +40,8 @@ std::uint64_t U64(const Bytes& b, std::size_t at) {
 }
 
 Bytes WriteBlf(const std::vector<CanFrame>& frames, bool* finished = nullptr, std::string* error = nullptr) {
-  std::FILE* out = std::tmpfile();
-  std::unique_ptr<fsrl::FrameWriter> writer = fsrl::MakeFrameWriter(LogFormat::kBlf, out);
-  for (const CanFrame& frame : frames) {
-    writer->Write(frame);
-  }
-  const bool ok = writer->Finish();
-  if (finished != nullptr) {
-    *finished = ok;
-  }
-  if (error != nullptr) {
-    *error = writer->error();
-  }
-  const std::string text = ReadAll(out);
-  std::fclose(out);
-  return Bytes(text.begin(), text.end());
+  const std::string bytes = fsrl_test::WriteToString(LogFormat::kBlf, frames, finished, error);
+  return Bytes(bytes.begin(), bytes.end());
 }
 
 // One top-level container, taken apart.
