@@ -715,9 +715,7 @@ TEST_F(FsrlReplay, FilesThatCannotBeOpenedAreFailures) {
 }
 
 TEST_F(FsrlReplay, AnOutputThatCannotBeWrittenIsAFailureReportedOnce) {
-  if (std::FILE* probe = std::fopen("/dev/full", "wb")) {
-    std::fclose(probe);
-  } else {
+  if (!fsrl_test::HasDevFull()) {
     GTEST_SKIP() << "no /dev/full";
   }
   RadarLog log;
@@ -1168,9 +1166,7 @@ TEST_F(FsrlReplay, OutputOptionsThatDoNotFitAreUsageErrors) {
 }
 
 TEST_F(FsrlReplay, AnMcapOrCsvThatCannotBeWrittenIsAFailureNamingTheFile) {
-  if (std::FILE* probe = std::fopen("/dev/full", "wb")) {
-    std::fclose(probe);
-  } else {
+  if (!fsrl_test::HasDevFull()) {
     GTEST_SKIP() << "no /dev/full";
   }
   RadarLog log;

@@ -33,6 +33,16 @@ inline std::string PythonWithCan() {
   return {};
 }
 
+// Whether the system has /dev/full, the device on which every write fails for want of space.
+inline bool HasDevFull() {
+  std::FILE* probe = std::fopen("/dev/full", "wb");
+  if (probe == nullptr) {
+    return false;
+  }
+  std::fclose(probe);
+  return true;
+}
+
 // Standard input read from a file while this object lives; the previous standard input comes back afterwards.
 class StdinFromFile {
  public:
