@@ -166,11 +166,7 @@ class CoreAllocations : public ::testing::Test {
     fsrl_test::ResetPlatformForHal(executable_);
     device_activator::DeviceActivationService::Instance().SetAliveTimeout(std::chrono::milliseconds(200));
 
-    auto created = FrontSideRadarLeftHal::Create(&executable_, "NoInstanceId");
-    EXPECT_TRUE(created.ok());
-    if (created.ok()) {
-      hal_ = std::move(created).value();
-    }
+    hal_ = fsrl_test::CreateHal(executable_);
     detections_ = hal_.SubscribeToFsrlDetections([this] { ++detection_calls_; });
     status_ = hal_.SubscribeToFsrlStatus([this] { ++status_calls_; });
   }

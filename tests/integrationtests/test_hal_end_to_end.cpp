@@ -140,11 +140,7 @@ class HalEndToEnd : public ::testing::Test {
   HalEndToEnd() {
     fsrl_test::ResetPlatformForHal(executable_);
 
-    auto created = FrontSideRadarLeftHal::Create(&executable_, "NoInstanceId");
-    EXPECT_TRUE(created.ok());
-    if (created.ok()) {
-      hal_ = std::move(created).value();
-    }
+    hal_ = fsrl_test::CreateHal(executable_);
     detection_subscription_ = hal_.SubscribeToFsrlDetections(
         [this] { detection_scan_ids_.push_back(hal_.GetFsrlDetections().value().info().scan_id()); });
     status_subscription_ = hal_.SubscribeToFsrlStatus([this] { ++status_notifications_; });

@@ -55,11 +55,7 @@ class SteadyStateAllocations : public ::testing::Test {
   SteadyStateAllocations() {
     fsrl_test::ResetPlatformForHal(executable_);
 
-    auto created = FrontSideRadarLeftHal::Create(&executable_, "NoInstanceId");
-    EXPECT_TRUE(created.ok());
-    if (created.ok()) {
-      hal_ = std::move(created).value();
-    }
+    hal_ = fsrl_test::CreateHal(executable_);
     detections_ = hal_.SubscribeToFsrlDetections([this] { ++detection_calls_; });
     status_ = hal_.SubscribeToFsrlStatus([this] { ++status_calls_; });
     service_mode_ = hal_.SubscribeToServiceMode([this] { ++service_mode_calls_; });
