@@ -77,14 +77,27 @@ class AdapterFixture {
   std::array<GroupRead, fsrl::kGroupCount> reads_{};
 };
 
-// Reports the timed reads; a benchmark in which a read did not pass the check measured something else.
-void ReportReads(benchmark::State& state, fsrl_bench::IterationTimes& times, std::int64_t not_ok) {
-  times.Report(state);
-  if (not_ok != 0) {
-    state.SkipWithError("a read did not report kE2eOk");
+// What a typed-read benchmark keeps across its iterations.
+struct ReadRun {
+  // One read's outcome: a read that did not pass the check is counted.
+  void Check(ErrorCode result) {
+    benchmark::DoNotOptimize(result);
+    not_ok += status.status_code_ != SignalPropertyStatusCode::kE2eOk ? 1 : 0;
   }
-  state.SetItemsProcessed(state.iterations());
-}
+  // Reports the timed reads; a benchmark in which a read did not pass the check measured something else.
+  void Report(benchmark::State& state) {
+    times.Report(state);
+    if (not_ok != 0) {
+      state.SkipWithError("a read did not report kE2eOk");
+    }
+    state.SetItemsProcessed(state.iterations());
+  }
+
+  std::uint64_t next_scan = 0;
+  std::int64_t not_ok = 0;
+  SignalPropertyStatus status;
+  fsrl_bench::IterationTimes times;
+};
 
 // A typed read of a detection group (48 signals) with a new payload, as the input cycle makes it: the 40 detection
 // groups get a new scan and a transaction begins (not timed), then all 40 are read, the first read retrieving the
@@ -94,23 +107,18 @@ void BM_TypedRead_DetectionGroup(benchmark::State& state) {
   if (!fixture.Ready(state)) {
     return;
   }
-  std::uint64_t k = 0;
-  std::int64_t not_ok = 0;
-  SignalPropertyStatus status;
-  fsrl_bench::IterationTimes times;
+  ReadRun run;
   for (auto _ : state) {
-    fixture.frames_.PublishDetections(k++);
+    fixture.frames_.PublishDetections(run.next_scan++);
     zol::afw::core::Transaction::Begin();
     const Clock::time_point begin = Clock::now();
     for (std::size_t group = 0; group < fsrl_bench::kDetectionGroupCount; ++group) {
-      const ErrorCode result = fixture.reads_[group](&status);
-      benchmark::DoNotOptimize(result);
-      not_ok += status.status_code_ != SignalPropertyStatusCode::kE2eOk ? 1 : 0;
+      run.Check(fixture.reads_[group](&run.status));
     }
     const Clock::time_point end = Clock::now();
-    times.Add(state, fsrl_bench::Seconds(begin, end) / static_cast<double>(fsrl_bench::kDetectionGroupCount));
+    run.times.Add(state, fsrl_bench::Seconds(begin, end) / static_cast<double>(fsrl_bench::kDetectionGroupCount));
   }
-  ReportReads(state, times, not_ok);
+  run.Report(state);
 }
 BENCHMARK(BM_TypedRead_DetectionGroup)->UseManualTime();
 
@@ -121,22 +129,18 @@ void BM_TypedRead_Status1(benchmark::State& state) {
   if (!fixture.Ready(state)) {
     return;
   }
-  std::uint64_t k = 0;
-  std::int64_t not_ok = 0;
-  SignalPropertyStatus status;
   const GroupRead& read = fixture.reads_[fsrl_bench::kStatus1Group];
-  fsrl_bench::IterationTimes times;
+  ReadRun run;
   for (auto _ : state) {
-    fixture.frames_.Publish(fsrl_bench::kStatus1Group, k++);
+    fixture.frames_.Publish(fsrl_bench::kStatus1Group, run.next_scan++);
     zol::afw::core::Transaction::Begin();
     const Clock::time_point begin = Clock::now();
-    const ErrorCode result = read(&status);
+    const ErrorCode result = read(&run.status);
     const Clock::time_point end = Clock::now();
-    benchmark::DoNotOptimize(result);
-    not_ok += status.status_code_ != SignalPropertyStatusCode::kE2eOk ? 1 : 0;
-    times.Add(state, fsrl_bench::Seconds(begin, end));
+    run.Check(result);
+    run.times.Add(state, fsrl_bench::Seconds(begin, end));
   }
-  ReportReads(state, times, not_ok);
+  run.Report(state);
 }
 BENCHMARK(BM_TypedRead_Status1)->UseManualTime();
 
