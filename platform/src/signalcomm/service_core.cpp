@@ -208,24 +208,23 @@ SignalComm_Name_t ServiceCore::IdentityOf(zol::string_view name) const {
 // ---------------------------------------------------------------------------------------------------------
 // Producer side and notifications
 
-int ServiceCore::Publish(zol::string_view group_name, zol::memory::span<const std::uint8_t> payload) {
+template <typename Key>
+int ServiceCore::PublishTo(const Key& key, zol::string_view unknown, zol::memory::span<const std::uint8_t> payload) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  Group* group = FindGroup(group_name);
+  Group* group = FindGroup(key);
   if (group == nullptr) {
-    MisuseFormatted("Publish: unknown signal group '{}'", group_name);
+    MisuseFormatted(unknown, key);
     return SIGNALCOMM_E_NOT_FOUND;
   }
   return PublishLocked(*group, payload);
 }
 
+int ServiceCore::Publish(zol::string_view group_name, zol::memory::span<const std::uint8_t> payload) {
+  return PublishTo(group_name, "Publish: unknown signal group '{}'", payload);
+}
+
 int ServiceCore::Publish(SignalComm_Name_t group_name, zol::memory::span<const std::uint8_t> payload) {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  Group* group = FindGroup(group_name);
-  if (group == nullptr) {
-    MisuseFormatted("Publish: unknown signal group identity {}", group_name);
-    return SIGNALCOMM_E_NOT_FOUND;
-  }
-  return PublishLocked(*group, payload);
+  return PublishTo(group_name, "Publish: unknown signal group identity {}", payload);
 }
 
 int ServiceCore::PublishLocked(Group& group, zol::memory::span<const std::uint8_t> payload) {
@@ -575,16 +574,18 @@ int ServiceCore::SetNotificationConfig(Call& call, SignalComm_Context_t context,
   return SIGNALCOMM_OK;
 }
 
-int ServiceCore::ResolveSlot(Call& call, SignalComm_SignalGroupCache_t cache, const SignalComm_Signal& signal,
-                             const Cache*& found, const Slot*& slot) const {
-  found = FindCache(cache);
+int ServiceCore::ResolvePayload(Call& call, SignalComm_SignalGroupCache_t cache, const SignalComm_Signal& signal,
+                                const std::uint8_t*& bytes, std::size_t& length) const {
+  const Cache* found = FindCache(cache);
   if (found == nullptr) {
     return call.Refuse("unknown cache", SIGNALCOMM_E_INVALID);
   }
-  slot = FindSlot(*found, signal);
+  const Slot* slot = FindSlot(*found, signal);
   if (slot == nullptr) {
     return call.Refuse("signal not in the cache", SIGNALCOMM_E_NOT_FOUND);
   }
+  bytes = found->bytes.data() + slot->offset;
+  length = slot->received_length;
   return SIGNALCOMM_OK;
 }
 
@@ -593,23 +594,23 @@ int ServiceCore::GetByteArray(Call& call, SignalComm_SignalGroupCache_t cache, c
   if (signal == nullptr || written == nullptr || (buffer == nullptr && buffer_length > 0)) {
     return call.Refuse("null argument", SIGNALCOMM_E_INVALID);
   }
-  const Cache* found = nullptr;
-  const Slot* slot = nullptr;
-  const int resolved = ResolveSlot(call, cache, *signal, found, slot);
+  const std::uint8_t* payload = nullptr;
+  std::size_t length = 0;
+  const int resolved = ResolvePayload(call, cache, *signal, payload, length);
   if (resolved != SIGNALCOMM_OK) {
     return resolved;
   }
-  if (buffer_length < slot->received_length) {
-    call.MisuseFormatted("buffer of {} bytes for a payload of {} bytes", buffer_length, slot->received_length);
+  if (buffer_length < length) {
+    call.MisuseFormatted("buffer of {} bytes for a payload of {} bytes", buffer_length, length);
     return SIGNALCOMM_E_INVALID;
   }
-  if (slot->received_length > 0) {
-    std::memcpy(buffer, found->bytes.data() + slot->offset, slot->received_length);
+  if (length > 0) {
+    std::memcpy(buffer, payload, length);
   }
-  if (buffer_length > slot->received_length) {
-    std::memset(buffer + slot->received_length, 0, buffer_length - slot->received_length);
+  if (buffer_length > length) {
+    std::memset(buffer + length, 0, buffer_length - length);
   }
-  *written = slot->received_length;
+  *written = length;
   return SIGNALCOMM_OK;
 }
 
@@ -618,15 +619,7 @@ int ServiceCore::GetByteArrayBuffer(Call& call, SignalComm_SignalGroupCache_t ca
   if (signal == nullptr || data == nullptr || size == nullptr) {
     return call.Refuse("null argument", SIGNALCOMM_E_INVALID);
   }
-  const Cache* found = nullptr;
-  const Slot* slot = nullptr;
-  const int resolved = ResolveSlot(call, cache, *signal, found, slot);
-  if (resolved != SIGNALCOMM_OK) {
-    return resolved;
-  }
-  *data = found->bytes.data() + slot->offset;
-  *size = slot->received_length;
-  return SIGNALCOMM_OK;
+  return ResolvePayload(call, cache, *signal, *data, *size);
 }
 
 }  // namespace detail

@@ -188,9 +188,10 @@ class ServiceCore {
   ContextRecord* FindContext(SignalComm_Context_t handle) const;
   Cache* FindCache(SignalComm_SignalGroupCache_t handle) const;
   static const Slot* FindSlot(const Cache& cache, const SignalComm_Signal& signal);
-  // The cache and the slot of @p signal in it, or the misuse reported and its code when either is unknown.
-  int ResolveSlot(Call& call, SignalComm_SignalGroupCache_t cache, const SignalComm_Signal& signal, const Cache*& found,
-                  const Slot*& slot) const;
+  // The received payload of @p signal's slot in @p cache (valid until the cache is retrieved again or destroyed),
+  // or the misuse reported and its code when the cache or the slot is unknown; the outputs are set on success only.
+  int ResolvePayload(Call& call, SignalComm_SignalGroupCache_t cache, const SignalComm_Signal& signal,
+                     const std::uint8_t*& bytes, std::size_t& length) const;
   std::uint64_t NextHandle();
   // Files @p object under a new handle in @p map and hands the handle out through @p handle.
   template <typename Map, typename Object, typename Handle>
@@ -202,6 +203,9 @@ class ServiceCore {
   }
   void DefineLocked(zol::string_view name, std::size_t length);
   int PublishLocked(Group& group, zol::memory::span<const std::uint8_t> payload);
+  // Publish to the group @p key names (by name or by identity); @p unknown is the misuse message for no such group.
+  template <typename Key>
+  int PublishTo(const Key& key, zol::string_view unknown, zol::memory::span<const std::uint8_t> payload);
   void StartWorkerLocked();
   void RunWorker();
   void Deliver(std::unique_lock<std::mutex>& lock, SignalComm_Context_t handle,
