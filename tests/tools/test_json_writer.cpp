@@ -1,4 +1,5 @@
 #include <cfloat>
+#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -6,6 +7,7 @@
 #include <cstring>
 #include <limits>
 #include <string>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -249,6 +251,30 @@ TEST(JsonFloat, ReadsBackBitForBitForManyBitPatterns) {
     ++checked;
   }
   EXPECT_GT(checked, 190000);
+}
+
+// Recently printed floats come from a cache: a value printed again, or a value whose slot another one took meanwhile,
+// still gets the text std::to_chars gives it, and so does -0 after 0 (the same slot differs only in the sign bit).
+TEST(JsonFloat, RepeatedAndCollidingValuesGetTheSameTextAsTheFirstTime) {
+  std::uint32_t state = 88172645U;
+  std::vector<float> values{0.0f, -0.0f, 0.0f, 1.0f, -1.0f, 1.0f};
+  for (int i = 0; i < 20000; ++i) {
+    state ^= state << 13;
+    state ^= state >> 17;
+    state ^= state << 5;
+    float value;
+    std::memcpy(&value, &state, sizeof value);
+    if (std::isfinite(value)) {
+      values.push_back(value);
+    }
+  }
+  for (int pass = 0; pass < 3; ++pass) {
+    for (const float value : values) {
+      char expected[32];
+      const std::to_chars_result result = std::to_chars(expected, expected + sizeof expected, value);
+      ASSERT_EQ(FloatText(value), std::string(expected, result.ptr)) << pass;
+    }
+  }
 }
 
 TEST(JsonNumbers, NonFiniteValuesAreWrittenAsNull) {

@@ -4,6 +4,8 @@
 #include <cerrno>
 #include <charconv>
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 
 namespace fsrl {
 
@@ -63,12 +65,41 @@ std::size_t FormatDouble(double value, char* out) {
   return static_cast<std::size_t>(result.ptr - out);
 }
 
+namespace {
+
+// The shortest text of recently printed floats, by bit pattern: a replayed scan prints 1,200 floats, and a radar's
+// values repeat (resolution steps, unused detections), so most are printed before. Zero-initialised storage: an
+// entry of length 0 is empty, as no float prints as nothing.
+struct FloatText {
+  std::uint32_t bits;
+  std::uint8_t length;
+  char text[15];  // the longest shortest form of a float, "-1.17549435e-38", is 15 characters
+};
+constexpr unsigned kFloatCacheBits = 12;  // 4,096 entries of 20 bytes per thread
+thread_local std::array<FloatText, std::size_t{1} << kFloatCacheBits> float_texts;
+
+}  // namespace
+
 std::size_t FormatFloat(float value, char* out) {
   if (!std::isfinite(value)) {
     return WriteNull(out);
   }
+  std::uint32_t bits = 0;
+  std::memcpy(&bits, &value, sizeof bits);
+  // Fibonacci hashing spreads neighbouring bit patterns over the table.
+  FloatText& entry = float_texts[(bits * 0x9E3779B9U) >> (32U - kFloatCacheBits)];
+  if (entry.length != 0 && entry.bits == bits) {
+    std::memcpy(out, entry.text, sizeof entry.text);
+    return entry.length;
+  }
   const std::to_chars_result result = std::to_chars(out, out + 32, value);
-  return static_cast<std::size_t>(result.ptr - out);
+  const auto length = static_cast<std::size_t>(result.ptr - out);
+  if (length <= sizeof entry.text) {
+    entry.bits = bits;
+    entry.length = static_cast<std::uint8_t>(length);
+    std::memcpy(entry.text, out, length);
+  }
+  return length;
 }
 
 namespace {

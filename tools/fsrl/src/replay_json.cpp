@@ -1,6 +1,8 @@
 // Replay concern: the JSON output, one line per notification of the HAL.
 #include "replay_json.h"
 
+#include <array>
+#include <string>
 #include <string_view>
 
 #include "fsrl/candump_reader.h"
@@ -10,8 +12,32 @@ namespace fsrl {
 namespace internal {
 namespace {
 
+// Values of an enumeration whose JSON text is made once: every enumerator of the radar data model is below it.
+constexpr std::uint64_t kPreparedEnumValues = 16;
+
+// The JSON text of @p value when it is below kPreparedEnumValues, made once per type: the quoted enumerator name (an
+// identifier, so nothing to escape), or the number for a value without one. Empty for a larger value.
+template <typename Enum>
+std::string_view PreparedEnumText(Enum value) {
+  static const std::array<std::string, kPreparedEnumValues> kTexts = [] {
+    std::array<std::string, kPreparedEnumValues> texts;
+    for (std::uint64_t raw = 0; raw < kPreparedEnumValues; ++raw) {
+      const char* name = NameOf(static_cast<Enum>(raw));
+      texts[raw] = name != nullptr ? "\"" + std::string(name) + "\"" : std::to_string(raw);
+    }
+    return texts;
+  }();
+  const auto raw = static_cast<std::uint64_t>(value);
+  return raw < kPreparedEnumValues ? std::string_view(kTexts[raw]) : std::string_view();
+}
+
 template <typename Enum>
 void WriteEnum(JsonWriter& json, Enum value) {
+  const std::string_view prepared = PreparedEnumText(value);
+  if (!prepared.empty()) {
+    json.RawValue(prepared);
+    return;
+  }
   const char* name = NameOf(value);
   if (name != nullptr) {
     json.String(name);
