@@ -574,8 +574,8 @@ int ServiceCore::SetNotificationConfig(Call& call, SignalComm_Context_t context,
   return SIGNALCOMM_OK;
 }
 
-int ServiceCore::ResolvePayload(Call& call, SignalComm_SignalGroupCache_t cache, const SignalComm_Signal& signal,
-                                const std::uint8_t*& bytes, std::size_t& length) const {
+inline int ServiceCore::ResolvePayload(Call& call, SignalComm_SignalGroupCache_t cache, const SignalComm_Signal& signal,
+                                       const std::uint8_t*& bytes, std::size_t& length) const {
   const Cache* found = FindCache(cache);
   if (found == nullptr) {
     return call.Refuse("unknown cache", SIGNALCOMM_E_INVALID);
