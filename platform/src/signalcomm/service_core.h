@@ -23,6 +23,7 @@
 #include "zol/log/logging.h"
 #include "zol/memory/span.h"
 #include "zol/mono_clock.h"
+#include "zol/nodiscard.h"
 #include "zol/pmr/deleters.h"
 #include "zol/pmr/memory_resource.h"
 #include "zol/pmr/polymorphic_allocator.h"
@@ -251,7 +252,7 @@ class ServiceCore::Call {
   /// Logs a misuse of this call at warning level, after the function's name.
   void Misuse(zol::string_view what) const;
   /// Misuse, then @p code for the call to return.
-  int Refuse(zol::string_view what, int code) const {
+  ZOL_NODISCARD int Refuse(zol::string_view what, int code) const {
     Misuse(what);
     return code;
   }
