@@ -382,6 +382,21 @@ TEST(CandumpReader, EmptyInputEndsAtOnce) {
   EXPECT_EQ(events[0].result, CandumpReader::Result::kEnd);
 }
 
+// The last line has no line end and is longer than what was read before it: the reader moves it to the start of its
+// buffer while looking for more input, and must then parse it where it is now.
+TEST(CandumpReader, ALastLineWithoutLineEndLongerThanTheLinesBeforeItIsReadWhole) {
+  fsrl_test::TempDir dir;
+  const std::string fd_data(64 * 2, 'a');
+  const std::vector<Event> events =
+      ReadFileEvents(dir.Write("tail.log", "(1.000000) c 400#01\n(1.000001) can0 401##1" + fd_data));
+  ASSERT_EQ(events.size(), 3U);
+  EXPECT_EQ(events[0].result, CandumpReader::Result::kFrame);
+  EXPECT_EQ(events[1].result, CandumpReader::Result::kFrame) << events[1].reason;
+  EXPECT_EQ(events[1].line, 2U);
+  EXPECT_EQ(events[1].id, 0x401U);
+  EXPECT_EQ(events[2].result, CandumpReader::Result::kEnd);
+}
+
 TEST(CandumpReader, CrLfLineEndsAreAccepted) {
   fsrl_test::TempDir dir;
   const std::vector<Event> events =

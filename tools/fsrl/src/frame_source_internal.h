@@ -158,10 +158,12 @@ inline LineSplitter::Status LineSplitter::NextInline(const char*& begin, const c
       begin = end = input_.data();  // the overlong line ends at the end of input
     } else if (input_.Fill() || input_.failed()) {
       continue;
-    } else if (size != 0) {
-      begin = base;  // last line without a line end
-      end = base + size;
-      input_.Consume(size);
+    } else if (input_.size() != 0) {
+      // The last line, without a line end. The failed Fill may have moved the buffered bytes to the buffer's start,
+      // so they are taken where they are now, not where they were before it.
+      begin = input_.data();
+      end = begin + input_.size();
+      input_.Consume(input_.size());
     } else {
       return Status::kEnd;
     }
